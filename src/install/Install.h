@@ -1,0 +1,26 @@
+#pragma once
+#include <windows.h>
+#include <msi.h>
+#include "prereq/RunPhase.h"
+
+namespace tv {
+
+// The work object of the download, extract, install and verify entry points.
+// Built on the entry point's stack for one operation.
+class Install {
+public:
+    explicit Install(MSIHANDLE session) : mSession(session) {}
+
+    UINT Run(RunPhase phase);
+    UINT Verify(RunPhase phase);
+    UINT ReadAndDownload();
+    UINT ExtractFiles();
+    UINT ParalelDownloadInstall();
+    bool ArePrereqsFulfilled();
+
+private:
+    MSIHANDLE mSession;
+    UINT mResult = 0;
+};
+
+}  // namespace tv

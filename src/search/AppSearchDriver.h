@@ -1,0 +1,18 @@
+#pragma once
+#include <windows.h>
+#include <msi.h>
+
+namespace tv {
+
+// Runs the rows of TV_AppSearchEx and sets the properties they name.
+class AppSearchDriver {
+public:
+    explicit AppSearchDriver(MSIHANDLE session) : mSession(session) {}
+    UINT RunAllSearches();
+    UINT RunPrereqSearches();
+
+private:
+    MSIHANDLE mSession;
+};
+
+}  // namespace tv
