@@ -20,7 +20,8 @@ tv_wine_prefix() {
 # One persistent wineserver for the whole run; stopped by tv_wine_stop.
 tv_wine_start() {
   tv_wine_prefix
-  wineserver -p
+  # Already running for this prefix is fine too.
+  wineserver -p >/dev/null 2>&1 || true
   wine cmd /c exit >/dev/null 2>&1 || true
 }
 

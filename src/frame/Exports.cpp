@@ -7,7 +7,7 @@
 #include "extract/ChainerConfigurator.h"
 #include "extract/PrereqCleanup.h"
 #include "extract/SourceFileRelay.h"
-#include "frame/DebugLog.h"
+#include "frame/EntryFrame.h"
 #include "frame/ParallelInstall.h"
 #include "install/Install.h"
 #include "install/Rollback.h"
@@ -15,32 +15,6 @@
 
 using namespace tv;
 
-namespace {
-
-// No exception may reach the installer: one that escapes the work becomes a
-// failed action.
-template <class Work>
-UINT Guarded(Work&& work) noexcept {
-    try {
-        return work();
-    } catch (...) {
-        try {
-            TV_LOG(L"Unexpected failure; the action fails.");
-        } catch (...) {
-        }
-        return ERROR_INSTALL_FAILURE;
-    }
-}
-
-template <class Work>
-UINT Framed(MSIHANDLE session, const wchar_t* logName, Work&& work) noexcept {
-    return Guarded([&] {
-        DebugLog::Instance().Init(session, logName);
-        return work();
-    });
-}
-
-}  // namespace
 
 extern "C" {
 
@@ -146,7 +120,8 @@ UINT __stdcall CleanPrereq(MSIHANDLE session) {
 
 UINT __stdcall ConfigurePrereqLauncher(MSIHANDLE session) {
     return Framed(session, L"TV_ConfigurePrereqLauncher", [&]() -> UINT {
-        ChainerConfigurator configurator(session);
+        PrereqProgress progress(session);
+        ChainerConfigurator configurator(session, progress);
         configurator.Run();
         return 0;
     });

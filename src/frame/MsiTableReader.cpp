@@ -97,6 +97,23 @@ bool MsiTableReader::Open(const std::wstring& table, const wchar_t* const* colum
     return !mRows.empty();
 }
 
+std::wstring MsiTableReader::GetErrorTemplate(int number) {
+    const std::wstring where = L"Error = " + std::to_wstring(number);
+    Open(L"Error", nullptr, nullptr, where.c_str());
+    std::wstring text;
+    for (const TableRow& row : mRows) {
+        text = Cell(row, L"Message");
+        TV_LOG(L"Error template [" << number << L"]: " << text);
+    }
+    return text;
+}
+
+std::wstring MsiTableReader::GetUiText(const std::wstring& key) {
+    const std::wstring where = L"`Key` = '" + key + L"'";
+    Open(L"UIText", nullptr, nullptr, where.c_str());
+    return mRows.empty() ? std::wstring() : Cell(mRows.back(), L"Text");
+}
+
 void MsiTableReader::ReadColumnInfo() {
     // Column names are at most 64 characters in a package; a longer one is
     // cut by the installer's call.

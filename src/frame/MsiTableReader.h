@@ -29,6 +29,11 @@ public:
               const wchar_t* const* sortList, const wchar_t* where);
     void Reset();
 
+    // The Message of the Error row with this number, or empty text.
+    std::wstring GetErrorTemplate(int number);
+    // The Text of the UIText row with this key, or empty text.
+    std::wstring GetUiText(const std::wstring& key);
+
     const std::vector<TableRow>& GetRows() const noexcept { return mRows; }
     const std::vector<std::wstring>& GetColumns() const noexcept { return mColumns; }
     const std::vector<std::vector<std::uint8_t>>& Binaries() const noexcept { return mBinaries; }

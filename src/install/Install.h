@@ -1,6 +1,7 @@
 #pragma once
 #include <windows.h>
 #include <msi.h>
+#include "frame/PrereqProgress.h"
 #include "prereq/RunPhase.h"
 
 namespace tv {
@@ -9,7 +10,7 @@ namespace tv {
 // Built on the entry point's stack for one operation.
 class Install {
 public:
-    explicit Install(MSIHANDLE session) : mSession(session) {}
+    explicit Install(MSIHANDLE session) : mSession(session), mProgress(session), mDownloadProgress(session) {}
 
     UINT Run(RunPhase phase);
     UINT Verify(RunPhase phase);
@@ -20,6 +21,8 @@ public:
 
 private:
     MSIHANDLE mSession;
+    PrereqProgress mProgress;          // the install line
+    PrereqProgress mDownloadProgress;  // the download line of the parallel route
     UINT mResult = 0;
 };
 

@@ -15,4 +15,6 @@ private:
     MSIHANDLE mSession;
 };
 
+extern const wchar_t* const TV_AppSearchEx;
+
 }  // namespace tv

@@ -1,0 +1,54 @@
+#include "Harness.h"
+#include <msiquery.h>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace tvtest {
+
+std::wstring TvDll::Path() {
+    wchar_t exe[MAX_PATH];
+    DWORD n = ::GetModuleFileNameW(nullptr, exe, MAX_PATH);
+    std::wstring folder(exe, n);
+    folder.resize(folder.find_last_of(L"\\/") + 1);
+    return folder + L"tvprereq.dll";
+}
+
+TvDll::TvDll() : mModule(::LoadLibraryW(Path().c_str())) {
+    if (!mModule) throw std::runtime_error("cannot load tvprereq.dll");
+}
+
+TvDll& TvDll::Get() {
+    static TvDll dll;
+    return dll;
+}
+
+UINT TvDll::Call(const char* exportName, MSIHANDLE session) const {
+    using Entry = UINT(__stdcall*)(MSIHANDLE);
+    auto entry = reinterpret_cast<Entry>(::GetProcAddress(mModule, exportName));
+    if (!entry) throw std::runtime_error(std::string("no export ") + exportName);
+    return entry(session);
+}
+
+std::wstring SessionTest::Property(const std::wstring& name) const {
+    DWORD size = 0;
+    wchar_t empty[1] = {0};
+    if (::MsiGetPropertyW(mSession, name.c_str(), empty, &size) != ERROR_MORE_DATA) return {};
+    std::wstring value(++size, L'\0');
+    ::MsiGetPropertyW(mSession, name.c_str(), value.data(), &size);
+    value.resize(size);
+    return value;
+}
+
+void SessionTest::SetProperty(const std::wstring& name, const std::wstring& value) const {
+    ::MsiSetPropertyW(mSession, name.c_str(), value.c_str());
+}
+
+std::string TempFile::Read() const {
+    std::ifstream in(Narrow(path), std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+}  // namespace tvtest

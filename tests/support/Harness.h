@@ -1,0 +1,62 @@
+#pragma once
+#include <windows.h>
+#include <msi.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include "MessageRecorder.h"
+#include "TestPackage.h"
+
+namespace tvtest {
+
+// Creates the global atom that switches the diagnostic log on, for the
+// lifetime of the object.
+class DebugLogSwitch {
+public:
+    DebugLogSwitch() : mAtom(::GlobalAddAtomW(L"TV_DebugLog")) {}
+    ~DebugLogSwitch() { if (mAtom) ::GlobalDeleteAtom(mAtom); }
+    DebugLogSwitch(const DebugLogSwitch&) = delete;
+    DebugLogSwitch& operator=(const DebugLogSwitch&) = delete;
+
+private:
+    ATOM mAtom;
+};
+
+// The built custom-action DLL, loaded once per process from the folder of
+// the test program.
+class TvDll {
+public:
+    static TvDll& Get();
+    HMODULE Module() const { return mModule; }
+    // Calls an export by name with a session handle.
+    UINT Call(const char* exportName, MSIHANDLE session) const;
+    static std::wstring Path();
+
+private:
+    TvDll();
+    HMODULE mModule = nullptr;
+};
+
+// A test with a package to fill and a recorder installed; Open() builds the
+// package and opens the session.
+class SessionTest : public ::testing::Test {
+protected:
+    MSIHANDLE Open() { return mSession = mPackage.OpenSession(); }
+    std::wstring Property(const std::wstring& name) const;
+    void SetProperty(const std::wstring& name, const std::wstring& value) const;
+    UINT Call(const char* exportName) const { return TvDll::Get().Call(exportName, mSession); }
+
+    TestPackage mPackage;
+    MessageRecorder mMessages;
+    MSIHANDLE mSession = 0;
+};
+
+// Fills a file under %TEMP% that is removed with the object.
+struct TempFile {
+    explicit TempFile(const std::wstring& suffix = L".tmp") : path(TestPackage::TempPath(suffix)) {}
+    ~TempFile() { ::DeleteFileW(path.c_str()); }
+    std::string Read() const;
+    std::wstring path;
+};
+
+}  // namespace tvtest

@@ -1,0 +1,217 @@
+#include "TestPackage.h"
+#include <msiquery.h>
+#include <msidefs.h>
+#include <wtypes.h>
+#include <algorithm>
+#include <cstdio>
+#include <stdexcept>
+
+namespace tvtest {
+
+namespace {
+
+const std::map<std::wstring, std::wstring>& KnownSchemas() {
+    static const std::map<std::wstring, std::wstring> schemas = {
+        {L"Property",
+         L"CREATE TABLE `Property` (`Property` CHAR(72) NOT NULL, `Value` LONGCHAR NOT NULL LOCALIZABLE "
+         L"PRIMARY KEY `Property`)"},
+        {L"TV_PreRequisite",
+         L"CREATE TABLE `TV_PreRequisite` (`PrereqKey` CHAR(72) NOT NULL, `DisplayName` CHAR(255), "
+         L"`SetupFileUrl` CHAR(0), `Location` SHORT, `ExactSize` CHAR(32), `ComLine` CHAR(0), "
+         L"`BasicUiComLine` CHAR(0), `NoUiComLine` CHAR(0), `Options` CHAR(64), `Sequence` LONG, "
+         L"`MD5` CHAR(32), `TargetName` CHAR(255), `Languages` CHAR(255), `Feature_` CHAR(38), "
+         L"`MissingCondition` CHAR(0), `RetValPropName` CHAR(72), `RepairComLine` CHAR(0), "
+         L"`UninstallComLine` CHAR(0), `RunCustActBefore` CHAR(255), `RunCustActAfter` CHAR(255), "
+         L"`InstallCondition` CHAR(0), `UninstallCondition` CHAR(0), `RepairCondition` CHAR(0), "
+         L"`RollbackCondition` CHAR(0), `RollbackComLine` CHAR(0), `LogComLine` CHAR(0) "
+         L"PRIMARY KEY `PrereqKey`)"},
+        {L"TV_AppSearchEx",
+         L"CREATE TABLE `TV_AppSearchEx` (`Property` CHAR(72) NOT NULL, `Condition` CHAR(0), `Type` SHORT, "
+         L"`SearchString` CHAR(0), `VerMin` CHAR(32), `VerMax` CHAR(32), `Platform` CHAR(8), "
+         L"`RefContent` CHAR(0), `PrereqSearch` CHAR(8), `Order` SHORT PRIMARY KEY `Property`)"},
+        {L"Error",
+         L"CREATE TABLE `Error` (`Error` SHORT NOT NULL, `Message` LONGCHAR LOCALIZABLE PRIMARY KEY `Error`)"},
+        {L"UIText",
+         L"CREATE TABLE `UIText` (`Key` CHAR(72) NOT NULL, `Text` CHAR(255) LOCALIZABLE PRIMARY KEY `Key`)"},
+        {L"ActionText",
+         L"CREATE TABLE `ActionText` (`Action` CHAR(72) NOT NULL, `Description` LONGCHAR LOCALIZABLE, "
+         L"`Template` LONGCHAR LOCALIZABLE PRIMARY KEY `Action`)"},
+        {L"Binary",
+         L"CREATE TABLE `Binary` (`Name` CHAR(72) NOT NULL, `Data` OBJECT NOT NULL PRIMARY KEY `Name`)"},
+        {L"Feature",
+         L"CREATE TABLE `Feature` (`Feature` CHAR(38) NOT NULL, `Feature_Parent` CHAR(38), `Title` CHAR(64), "
+         L"`Description` CHAR(255), `Display` SHORT, `Level` SHORT NOT NULL, `Directory_` CHAR(72), "
+         L"`Attributes` SHORT NOT NULL PRIMARY KEY `Feature`)"},
+        {L"Component",
+         L"CREATE TABLE `Component` (`Component` CHAR(72) NOT NULL, `ComponentId` CHAR(38), "
+         L"`Directory_` CHAR(72) NOT NULL, `Attributes` SHORT NOT NULL, `Condition` CHAR(255), "
+         L"`KeyPath` CHAR(72) PRIMARY KEY `Component`)"},
+        {L"FeatureComponents",
+         L"CREATE TABLE `FeatureComponents` (`Feature_` CHAR(38) NOT NULL, `Component_` CHAR(72) NOT NULL "
+         L"PRIMARY KEY `Feature_`, `Component_`)"},
+        {L"Directory",
+         L"CREATE TABLE `Directory` (`Directory` CHAR(72) NOT NULL, `Directory_Parent` CHAR(72), "
+         L"`DefaultDir` CHAR(255) NOT NULL LOCALIZABLE PRIMARY KEY `Directory`)"},
+        {L"CustomAction",
+         L"CREATE TABLE `CustomAction` (`Action` CHAR(72) NOT NULL, `Type` SHORT NOT NULL, `Source` CHAR(72), "
+         L"`Target` CHAR(255) PRIMARY KEY `Action`)"},
+        {L"InstallExecuteSequence",
+         L"CREATE TABLE `InstallExecuteSequence` (`Action` CHAR(72) NOT NULL, `Condition` CHAR(255), "
+         L"`Sequence` SHORT PRIMARY KEY `Action`)"},
+    };
+    return schemas;
+}
+
+void Check(UINT rc, const char* what) {
+    if (rc != ERROR_SUCCESS) throw std::runtime_error(std::string(what) + " failed: " + std::to_string(rc));
+}
+
+}  // namespace
+
+std::string Narrow(const std::wstring& text) {
+    int n = ::WideCharToMultiByte(CP_UTF8, 0, text.c_str(), -1, nullptr, 0, nullptr, nullptr);
+    std::string out(n > 0 ? n - 1 : 0, '\0');
+    if (n > 1) ::WideCharToMultiByte(CP_UTF8, 0, text.c_str(), -1, out.data(), n, nullptr, nullptr);
+    return out;
+}
+
+std::wstring Widen(const std::string& text) {
+    int n = ::MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, nullptr, 0);
+    std::wstring out(n > 0 ? n - 1 : 0, L'\0');
+    if (n > 1) ::MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, out.data(), n);
+    return out;
+}
+
+std::wstring TestPackage::TempPath(const std::wstring& suffix) {
+    wchar_t folder[MAX_PATH];
+    ::GetTempPathW(MAX_PATH, folder);
+    static unsigned counter = 0;
+    wchar_t name[64];
+    std::swprintf(name, 64, L"tvtest-%lu-%u", ::GetCurrentProcessId(), ++counter);
+    return std::wstring(folder) + name + suffix;
+}
+
+TestPackage::TestPackage() : mPath(TempPath(L".msi")) {
+    Check(::MsiOpenDatabaseW(mPath.c_str(), MSIDBOPEN_CREATE, &mDatabase), "MsiOpenDatabase");
+    MSIHANDLE info = 0;
+    Check(::MsiGetSummaryInformationW(mDatabase, nullptr, 20, &info), "MsiGetSummaryInformation");
+    ::MsiSummaryInfoSetPropertyW(info, PID_TEMPLATE, VT_LPSTR, 0, nullptr, L"Intel;1033");
+    ::MsiSummaryInfoSetPropertyW(info, PID_REVNUMBER, VT_LPSTR, 0, nullptr,
+                                 L"{7A1C1E2B-3C4D-4E5F-8A9B-0C1D2E3F4A5B}");
+    ::MsiSummaryInfoSetPropertyW(info, PID_PAGECOUNT, VT_I4, 200, nullptr, nullptr);
+    ::MsiSummaryInfoSetPropertyW(info, PID_WORDCOUNT, VT_I4, 2, nullptr, nullptr);
+    ::MsiSummaryInfoSetPropertyW(info, PID_SUBJECT, VT_LPSTR, 0, nullptr, L"tvprereq test package");
+    ::MsiSummaryInfoPersist(info);
+    ::MsiCloseHandle(info);
+    Property(L"ProductCode", L"{5D8E6A4B-1F2C-4B3D-9E8F-7A6B5C4D3E2F}");
+    Property(L"ProductName", L"TV Test Product");
+    Property(L"ProductVersion", L"1.0.0");
+    Property(L"Manufacturer", L"TV Tests");
+    Property(L"ProductLanguage", L"1033");
+}
+
+TestPackage::~TestPackage() {
+    if (mSession) ::MsiCloseHandle(mSession);
+    if (mDatabase) ::MsiCloseHandle(mDatabase);
+    if (!mKeep) ::DeleteFileW(mPath.c_str());
+}
+
+MSIHANDLE TestPackage::Database() { return mDatabase; }
+
+void TestPackage::EnsureTable(const std::wstring& name) {
+    if (std::find(mTables.begin(), mTables.end(), name) != mTables.end()) return;
+    auto it = KnownSchemas().find(name);
+    if (it == KnownSchemas().end()) throw std::runtime_error("no schema for table " + Narrow(name));
+    TableSql(it->second);
+    mTables.push_back(name);
+}
+
+TestPackage& TestPackage::Table(const std::wstring& name) {
+    EnsureTable(name);
+    return *this;
+}
+
+TestPackage& TestPackage::TableSql(const std::wstring& createSql) {
+    MSIHANDLE view = 0;
+    Check(::MsiDatabaseOpenViewW(mDatabase, createSql.c_str(), &view), "CREATE TABLE view");
+    UINT rc = ::MsiViewExecute(view, 0);
+    ::MsiCloseHandle(view);
+    Check(rc, "CREATE TABLE");
+    // Remember tables created by SQL so Row() does not try a known schema.
+    const auto start = createSql.find(L'`');
+    const auto end = createSql.find(L'`', start + 1);
+    if (start != std::wstring::npos && end != std::wstring::npos)
+        mTables.push_back(createSql.substr(start + 1, end - start - 1));
+    return *this;
+}
+
+TestPackage& TestPackage::Row(const std::wstring& table, const std::vector<Value>& values) {
+    if (std::find(mTables.begin(), mTables.end(), table) == mTables.end()) EnsureTable(table);
+    MSIHANDLE view = 0;
+    Check(::MsiDatabaseOpenViewW(mDatabase, (L"SELECT * FROM `" + table + L"`").c_str(), &view), "SELECT view");
+    ::MsiViewExecute(view, 0);
+    MSIHANDLE record = ::MsiCreateRecord(static_cast<UINT>(values.size()));
+    std::vector<std::wstring> streamFiles;
+    for (size_t i = 0; i < values.size(); ++i) {
+        const UINT field = static_cast<UINT>(i + 1);
+        const Value& value = values[i];
+        if (auto n = std::get_if<int>(&value)) ::MsiRecordSetInteger(record, field, *n);
+        else if (auto s = std::get_if<std::wstring>(&value)) ::MsiRecordSetStringW(record, field, s->c_str());
+        else if (auto c = std::get_if<const wchar_t*>(&value)) ::MsiRecordSetStringW(record, field, *c);
+        else if (auto stream = std::get_if<Stream>(&value)) {
+            std::wstring file = TempPath(L".bin");
+            HANDLE h = ::CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+            DWORD written = 0;
+            if (!stream->bytes.empty())
+                ::WriteFile(h, stream->bytes.data(), static_cast<DWORD>(stream->bytes.size()), &written, nullptr);
+            ::CloseHandle(h);
+            Check(::MsiRecordSetStreamW(record, field, file.c_str()), "MsiRecordSetStream");
+            streamFiles.push_back(file);
+        }
+    }
+    UINT rc = ::MsiViewModify(view, MSIMODIFY_INSERT, record);
+    ::MsiCloseHandle(record);
+    ::MsiCloseHandle(view);
+    for (const auto& file : streamFiles) ::DeleteFileW(file.c_str());
+    Check(rc, "MsiViewModify insert");
+    return *this;
+}
+
+TestPackage& TestPackage::Property(const std::wstring& name, const std::wstring& value) {
+    return Row(L"Property", {name, value});
+}
+
+TestPackage& TestPackage::Prereq(const std::map<std::wstring, Value>& cells) {
+    static const wchar_t* const columns[] = {
+        L"PrereqKey",        L"DisplayName",        L"SetupFileUrl",    L"Location",          L"ExactSize",
+        L"ComLine",          L"BasicUiComLine",     L"NoUiComLine",     L"Options",           L"Sequence",
+        L"MD5",              L"TargetName",         L"Languages",       L"Feature_",          L"MissingCondition",
+        L"RetValPropName",   L"RepairComLine",      L"UninstallComLine", L"RunCustActBefore", L"RunCustActAfter",
+        L"InstallCondition", L"UninstallCondition", L"RepairCondition", L"RollbackCondition", L"RollbackComLine",
+        L"LogComLine"};
+    std::vector<Value> values;
+    for (const wchar_t* column : columns) {
+        auto it = cells.find(column);
+        values.push_back(it == cells.end() ? Value(Null{}) : it->second);
+    }
+    return Row(L"TV_PreRequisite", values);
+}
+
+const std::wstring& TestPackage::Build() {
+    if (!mBuilt) {
+        Check(::MsiDatabaseCommit(mDatabase), "MsiDatabaseCommit");
+        ::MsiCloseHandle(mDatabase);
+        mDatabase = 0;
+        mBuilt = true;
+    }
+    return mPath;
+}
+
+MSIHANDLE TestPackage::OpenSession() {
+    Build();
+    ::MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
+    Check(::MsiOpenPackageW(mPath.c_str(), &mSession), "MsiOpenPackage");
+    return mSession;
+}
+
+}  // namespace tvtest

@@ -1,0 +1,64 @@
+// Builds the demo package: the custom-action DLL in its Binary table and
+// one immediate custom action for each export, in execute-sequence order.
+//   makedemo <package.msi> <tvprereq.dll>
+#include <windows.h>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include "TestPackage.h"
+
+using namespace tvtest;
+
+int wmain(int argc, wchar_t** argv) {
+    if (argc < 3) {
+        std::fwprintf(stderr, L"usage: makedemo <package.msi> <tvprereq.dll>\n");
+        return 2;
+    }
+    std::ifstream in(Narrow(argv[2]), std::ios::binary);
+    Stream dll{std::vector<std::uint8_t>(std::istreambuf_iterator<char>(in), {})};
+    if (dll.bytes.empty()) {
+        std::fwprintf(stderr, L"cannot read %ls\n", argv[2]);
+        return 1;
+    }
+    try {
+        TestPackage package;
+        package.Property(L"TV_DEMO", L"1");
+        package.Row(L"Binary", {L"TvPrereq", dll});
+        package.Table(L"UIText");
+        package.Row(L"UIText", {L"InstallingPrereq", L"Installing [1]"});
+        package.Row(L"UIText", {L"DownloadingPrereq", L"Downloading [1]"});
+        package.Row(L"UIText", {L"ExtractPrereq", L"Extracting [1]"});
+        package.Row(L"UIText", {L"PrereqCompletedSuffix", L" (done)"});
+        package.Table(L"TV_AppSearchEx");
+        package.Table(L"TV_PreRequisite");
+        package.Prereq({{L"PrereqKey", L"DemoPrereq"}, {L"DisplayName", L"Demo prerequisite"}, {L"Location", 2},
+                        {L"Options", L"f"}, {L"Sequence", 1}});
+
+        package.Row(L"InstallExecuteSequence", {L"CostInitialize", Null{}, 800});
+        package.Row(L"InstallExecuteSequence", {L"FileCost", Null{}, 900});
+        package.Row(L"InstallExecuteSequence", {L"CostFinalize", Null{}, 1000});
+        const wchar_t* const exports[] = {
+            L"DoAppSearchEx",  L"InstallPrePrereq", L"VerifyPrePrereq",   L"DownloadPrereq",
+            L"ExtractPrereq",  L"InstallPrereq",    L"VerifyPrereq",      L"InstallPostPrereq",
+            L"RollbackPrePrereq", L"RollbackPrereq", L"ConfigurePrereqLauncher", L"CleanPrereq",
+            L"ExtractSourceFiles"};
+        int sequence = 1100;
+        for (const wchar_t* name : exports) {
+            const std::wstring action = std::wstring(L"TV_Demo_") + name;
+            // Type 1: a function of a DLL stored in the Binary table, run at once.
+            package.Row(L"CustomAction", {action, 1, L"TvPrereq", name});
+            package.Row(L"InstallExecuteSequence", {action, Null{}, sequence++});
+        }
+        package.KeepFile();
+        const std::wstring built = package.Build();
+        if (!::MoveFileExW(built.c_str(), argv[1], MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED)) {
+            std::fwprintf(stderr, L"cannot write %ls\n", argv[1]);
+            return 1;
+        }
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "makedemo: %s\n", e.what());
+        return 1;
+    }
+    std::wprintf(L"built %ls\n", argv[1]);
+    return 0;
+}
