@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <stdexcept>
+#include "prereq/Prerequisite.h"
 
 namespace tvtest {
 
@@ -182,16 +183,14 @@ TestPackage& TestPackage::Property(const std::wstring& name, const std::wstring&
 }
 
 TestPackage& TestPackage::Prereq(const std::map<std::wstring, Value>& cells) {
-    static const wchar_t* const columns[] = {
-        L"PrereqKey",        L"DisplayName",        L"SetupFileUrl",    L"Location",          L"ExactSize",
-        L"ComLine",          L"BasicUiComLine",     L"NoUiComLine",     L"Options",           L"Sequence",
-        L"MD5",              L"TargetName",         L"Languages",       L"Feature_",          L"MissingCondition",
-        L"RetValPropName",   L"RepairComLine",      L"UninstallComLine", L"RunCustActBefore", L"RunCustActAfter",
-        L"InstallCondition", L"UninstallCondition", L"RepairCondition", L"RollbackCondition", L"RollbackComLine",
-        L"LogComLine"};
+    for (const auto& [name, value] : cells) {
+        const wchar_t* const* column = tv::gPrereqColumns;
+        while (*column && name != *column) ++column;
+        if (!*column) throw std::runtime_error("no TV_PreRequisite column " + Narrow(name));
+    }
     std::vector<Value> values;
-    for (const wchar_t* column : columns) {
-        auto it = cells.find(column);
+    for (const wchar_t* const* column = tv::gPrereqColumns; *column; ++column) {
+        auto it = cells.find(*column);
         values.push_back(it == cells.end() ? Value(Null{}) : it->second);
     }
     return Row(L"TV_PreRequisite", values);
