@@ -31,4 +31,13 @@ std::wstring FormatText(MSIHANDLE session, const std::wstring& text) {
     return FormatRecord(session, record.Get());
 }
 
+MSICONDITION EvaluateCondition(MSIHANDLE session, const std::wstring& condition) {
+    return ::MsiEvaluateConditionW(session, condition.c_str());
+}
+
+bool ConditionPasses(MSIHANDLE session, const std::wstring& condition) {
+    const MSICONDITION result = EvaluateCondition(session, condition);
+    return result == MSICONDITION_TRUE || result == MSICONDITION_NONE;
+}
+
 }  // namespace tv

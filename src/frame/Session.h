@@ -1,6 +1,7 @@
 #pragma once
 #include <windows.h>
 #include <msi.h>
+#include <msiquery.h>
 #include <string>
 #include "frame/CharBuffer.h"
 
@@ -14,5 +15,11 @@ bool GetPropertyBuffer(MSIHANDLE session, const std::wstring& name, CharBuffer& 
 std::wstring FormatRecord(MSIHANDLE session, MSIHANDLE record);
 // `text` with the installer's formatted-text references expanded.
 std::wstring FormatText(MSIHANDLE session, const std::wstring& text);
+
+// The installer's result for a condition text: 0 false, 1 true, 2 none
+// (empty text), 3 error.
+MSICONDITION EvaluateCondition(MSIHANDLE session, const std::wstring& condition);
+// True or empty: a malformed condition does not pass.
+bool ConditionPasses(MSIHANDLE session, const std::wstring& condition);
 
 }  // namespace tv

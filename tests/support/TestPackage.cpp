@@ -2,6 +2,7 @@
 #include <msiquery.h>
 #include <msidefs.h>
 #include <wtypes.h>
+#include <objbase.h>
 #include <algorithm>
 #include <cstdio>
 #include <stdexcept>
@@ -83,6 +84,26 @@ std::wstring Widen(const std::string& text) {
     return out;
 }
 
+std::wstring NewGuid() {
+    GUID guid;
+    ::CoCreateGuid(&guid);
+    wchar_t text[40];
+    ::StringFromGUID2(guid, text, 40);
+    return text;
+}
+
+InstalledProduct::InstalledProduct(const std::wstring& packagePath, const std::wstring& productCode,
+                                   const std::wstring& commandLine)
+    : mProductCode(productCode) {
+    ::MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
+    mResult = ::MsiInstallProductW(packagePath.c_str(), commandLine.c_str());
+}
+
+InstalledProduct::~InstalledProduct() {
+    if (mResult == ERROR_SUCCESS)
+        ::MsiConfigureProductW(mProductCode.c_str(), INSTALLLEVEL_DEFAULT, INSTALLSTATE_ABSENT);
+}
+
 std::wstring TestPackage::TempPath(const std::wstring& suffix) {
     wchar_t folder[MAX_PATH];
     ::GetTempPathW(MAX_PATH, folder);
@@ -92,19 +113,18 @@ std::wstring TestPackage::TempPath(const std::wstring& suffix) {
     return std::wstring(folder) + name + suffix;
 }
 
-TestPackage::TestPackage() : mPath(TempPath(L".msi")) {
+TestPackage::TestPackage() : mPath(TempPath(L".msi")), mProductCode(NewGuid()) {
     Check(::MsiOpenDatabaseW(mPath.c_str(), MSIDBOPEN_CREATE, &mDatabase), "MsiOpenDatabase");
     MSIHANDLE info = 0;
     Check(::MsiGetSummaryInformationW(mDatabase, nullptr, 20, &info), "MsiGetSummaryInformation");
     ::MsiSummaryInfoSetPropertyW(info, PID_TEMPLATE, VT_LPSTR, 0, nullptr, L"Intel;1033");
-    ::MsiSummaryInfoSetPropertyW(info, PID_REVNUMBER, VT_LPSTR, 0, nullptr,
-                                 L"{7A1C1E2B-3C4D-4E5F-8A9B-0C1D2E3F4A5B}");
+    ::MsiSummaryInfoSetPropertyW(info, PID_REVNUMBER, VT_LPSTR, 0, nullptr, NewGuid().c_str());
     ::MsiSummaryInfoSetPropertyW(info, PID_PAGECOUNT, VT_I4, 200, nullptr, nullptr);
     ::MsiSummaryInfoSetPropertyW(info, PID_WORDCOUNT, VT_I4, 2, nullptr, nullptr);
     ::MsiSummaryInfoSetPropertyW(info, PID_SUBJECT, VT_LPSTR, 0, nullptr, L"tvprereq test package");
     ::MsiSummaryInfoPersist(info);
     ::MsiCloseHandle(info);
-    Property(L"ProductCode", L"{5D8E6A4B-1F2C-4B3D-9E8F-7A6B5C4D3E2F}");
+    Property(L"ProductCode", mProductCode);
     Property(L"ProductName", L"TV Test Product");
     Property(L"ProductVersion", L"1.0.0");
     Property(L"Manufacturer", L"TV Tests");
@@ -194,6 +214,24 @@ TestPackage& TestPackage::Prereq(const std::map<std::wstring, Value>& cells) {
         values.push_back(it == cells.end() ? Value(Null{}) : it->second);
     }
     return Row(L"TV_PreRequisite", values);
+}
+
+TestPackage& TestPackage::Product(const std::vector<std::wstring>& features, int componentAttributes) {
+    Row(L"Directory", {L"TARGETDIR", Null{}, L"SourceDir"});
+    for (const auto& feature : features) {
+        const std::wstring component = L"C_" + feature;
+        Row(L"Feature", {feature, Null{}, feature, Null{}, 1, 1, Null{}, 0});
+        Row(L"Component", {component, NewGuid(), L"TARGETDIR", componentAttributes, Null{}, Null{}});
+        Row(L"FeatureComponents", {feature, component});
+    }
+    const std::pair<const wchar_t*, int> sequence[] = {
+        {L"CostInitialize", 800},    {L"FileCost", 900},          {L"CostFinalize", 1000},
+        {L"InstallValidate", 1400},  {L"InstallInitialize", 1500}, {L"ProcessComponents", 1600},
+        {L"RegisterProduct", 6100},  {L"PublishFeatures", 6300},  {L"PublishProduct", 6400},
+        {L"InstallFinalize", 6600},
+    };
+    for (const auto& [action, number] : sequence) Row(L"InstallExecuteSequence", {action, Null{}, number});
+    return *this;
 }
 
 const std::wstring& TestPackage::Build() {

@@ -32,6 +32,10 @@ public:
     TestPackage& Property(const std::wstring& name, const std::wstring& value);
     // A TV_PreRequisite row; columns not given are null.
     TestPackage& Prereq(const std::map<std::wstring, Value>& cells);
+    // Makes the package an installable product whose features each hold one
+    // empty component; componentAttributes 1 makes them run from source.
+    TestPackage& Product(const std::vector<std::wstring>& features, int componentAttributes = 0);
+    const std::wstring& ProductCode() const { return mProductCode; }
 
     // Commits the database and closes it; the file stays until destruction.
     const std::wstring& Build();
@@ -48,6 +52,7 @@ private:
     void EnsureTable(const std::wstring& name);
 
     std::wstring mPath;
+    std::wstring mProductCode;
     MSIHANDLE mDatabase = 0;
     MSIHANDLE mSession = 0;
     std::vector<std::wstring> mTables;
@@ -56,6 +61,20 @@ private:
 };
 
 std::string Narrow(const std::wstring& text);
+std::wstring NewGuid();
+
+// Installs a built package into the Wine prefix for the object's lifetime.
+class InstalledProduct {
+public:
+    InstalledProduct(const std::wstring& packagePath, const std::wstring& productCode,
+                     const std::wstring& commandLine = L"");
+    ~InstalledProduct();
+    UINT Result() const { return mResult; }
+
+private:
+    std::wstring mProductCode;
+    UINT mResult;
+};
 std::wstring Widen(const std::string& text);
 
 }  // namespace tvtest

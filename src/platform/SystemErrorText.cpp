@@ -1,0 +1,16 @@
+#include "platform/SystemErrorText.h"
+#include "platform/LocalMemory.h"
+
+namespace tv {
+
+std::wstring SystemErrorText(DWORD error) {
+    LocalMemory<wchar_t> text;
+    const DWORD length = ::FormatMessageW(
+        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS |
+            FORMAT_MESSAGE_MAX_WIDTH_MASK,
+        nullptr, error, 0, reinterpret_cast<LPWSTR>(text.Put()), 0, nullptr);
+    if (length == 0 || !text) return {};
+    return std::wstring(text.Get(), length);
+}
+
+}  // namespace tv
