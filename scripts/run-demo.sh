@@ -13,7 +13,10 @@ bin="$root/build/bin"
 win() { winepath -w "$1" 2>/dev/null; }
 
 wine "$bin/makedemo.exe" "$(win "$out/demo.msi")" "$(win "$bin/tvprereq.dll")" >/dev/null
-rm -f "$out/demo.log"
+# The prerequisite lies beside the package and is missing until it has run.
+cp "$bin/fakesetup.exe" "$out/fakesetup.exe"
+wine reg delete 'HKCU\Software\TvDemo' /f >/dev/null 2>&1 || true
+rm -f "$out/demo.log" "$out/demo-setup.txt"
 wine "$bin/tvatom.exe" on >/dev/null
 set +e
 wine msiexec /i "$(win "$out/demo.msi")" /qn /l*v "$(win "$out/demo.log")"
@@ -32,4 +35,11 @@ grep -E '^TV_[A-Za-z]+: ' "$out/demo.utf8.log" > "$out/demo.lines" || true
 echo "msiexec exit code: $status (verbose log: $out/demo.log)"
 echo "--- the DLL's lines, under the action that wrote them ---"
 uniq -c "$out/demo.lines" | sed 's/^ *\([0-9]*\) \(.*\)/\2  (x\1)/'
+echo "--- what the prerequisite did ---"
+echo "command line and folder it recorded:"
+sed 's/^/  /' "$out/demo-setup.txt" 2>/dev/null || echo "  (nothing: it did not run)"
+echo "registry value it set:"
+wine reg query 'HKCU\Software\TvDemo' /v Installed 2>/dev/null | tr -d '\r' | grep Installed | sed 's/^ */  /' \
+  || echo "  (none)"
+grep -a -E 'DEMO_EXITCODE' "$out/demo.utf8.log" | tail -1 | sed 's/^/  /' || true
 exit $status

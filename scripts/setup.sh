@@ -12,6 +12,7 @@ command -v cmake >/dev/null 2>&1 || need+=(cmake)
 command -v python3 >/dev/null 2>&1 || need+=(python3)
 [ -d /usr/src/googletest/googletest ] || need+=(googletest)
 command -v ninja >/dev/null 2>&1 || need+=(ninja-build)
+command -v openssl >/dev/null 2>&1 || need+=(openssl)  # bench/md5.sh compares with it
 
 if [ ${#need[@]} -gt 0 ]; then
   echo "setup: installing ${need[*]}"

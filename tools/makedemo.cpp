@@ -1,5 +1,7 @@
-// Builds the demo package: the custom-action DLL in its Binary table and
-// one immediate custom action for each export, in execute-sequence order.
+// Builds the demo package: the custom-action DLL in its Binary table, one
+// immediate custom action for each export in execute-sequence order, and
+// one prerequisite: fakesetup.exe beside the package, bound to the feature
+// Main, missing until its registry value exists.
 //   makedemo <package.msi> <tvprereq.dll>
 #include <windows.h>
 #include <cstdio>
@@ -29,13 +31,39 @@ int wmain(int argc, wchar_t** argv) {
         package.Row(L"UIText", {L"DownloadingPrereq", L"Downloading [1]"});
         package.Row(L"UIText", {L"ExtractPrereq", L"Extracting [1]"});
         package.Row(L"UIText", {L"PrereqCompletedSuffix", L" (done)"});
+        package.Row(L"UIText", {L"InstallPrereq", L"Installing prerequisites"});
+        package.Row(L"ActionText", {L"TV_InstallPrerequisite", L"Installing prerequisites", L"[1]"});
         package.Table(L"TV_AppSearchEx");
-        package.Table(L"TV_PreRequisite");
-        package.Prereq({{L"PrereqKey", L"DemoPrereq"}, {L"DisplayName", L"Demo prerequisite"}, {L"Location", 2},
-                        {L"Options", L"f"}, {L"Sequence", 1}});
 
+        // The installer's own search tells whether the prerequisite is there.
+        package.TableSql(L"CREATE TABLE `AppSearch` (`Property` CHAR(72) NOT NULL, `Signature_` CHAR(72) NOT NULL "
+                         L"PRIMARY KEY `Property`, `Signature_`)");
+        package.TableSql(L"CREATE TABLE `RegLocator` (`Signature_` CHAR(72) NOT NULL, `Root` SHORT NOT NULL, "
+                         L"`Key` CHAR(255) NOT NULL, `Name` CHAR(255), `Type` SHORT PRIMARY KEY `Signature_`)");
+        package.Row(L"AppSearch", {L"DEMOPREREQ", L"DemoPrereqValue"});
+        package.Row(L"RegLocator", {L"DemoPrereqValue", 1, L"Software\\TvDemo", L"Installed", 2});
+
+        package.Row(L"Directory", {L"TARGETDIR", Null{}, L"SourceDir"});
+        package.Row(L"Feature", {L"Main", Null{}, L"Main", Null{}, 1, 1, Null{}, 0});
+        package.Row(L"Component", {L"MainComponent", NewGuid(), L"TARGETDIR", 0, Null{}, Null{}});
+        package.Row(L"FeatureComponents", {L"Main", L"MainComponent"});
+
+        package.Table(L"TV_PreRequisite");
+        package.Prereq({{L"PrereqKey", L"DemoPrereq"},
+                        {L"DisplayName", L"Demo prerequisite"},
+                        {L"Location", 0},
+                        {L"TargetName", L"fakesetup.exe"},
+                        {L"Options", L"f"},
+                        {L"Feature_", L"Main"},
+                        {L"Sequence", 1},
+                        {L"MissingCondition", L"NOT DEMOPREREQ"},
+                        {L"ComLine", L"/regvalue:Software\\TvDemo\\Installed=[ProductVersion] /record:\"[SourceDir]demo-setup.txt\" /exit:0"},
+                        {L"RetValPropName", L"DEMO_EXITCODE"}});
+
+        package.Row(L"InstallExecuteSequence", {L"AppSearch", Null{}, 400});
         package.Row(L"InstallExecuteSequence", {L"CostInitialize", Null{}, 800});
         package.Row(L"InstallExecuteSequence", {L"FileCost", Null{}, 900});
+        package.Row(L"InstallExecuteSequence", {L"ResolveSource", Null{}, 950});
         package.Row(L"InstallExecuteSequence", {L"CostFinalize", Null{}, 1000});
         const wchar_t* const exports[] = {
             L"DoAppSearchEx",  L"InstallPrePrereq", L"VerifyPrePrereq",   L"DownloadPrereq",

@@ -1,11 +1,206 @@
 #include "install/Install.h"
+#include <msiquery.h>
+#include <system_error>
+#include <thread>
+#include "frame/ActionNames.h"
+#include "frame/DebugLog.h"
+#include "frame/Messages.h"
+#include "frame/MsiTableReader.h"
+#include "frame/Session.h"
+#include "download/IntegrityCheck.h"
+#include "install/Launcher.h"
+#include "install/PrereqCommand.h"
+#include "install/Restart.h"
+#include "platform/Files.h"
+#include "prereq/PrereqConditions.h"
+#include "prereq/PrereqFilters.h"
+#include "prereq/PrereqLocation.h"
+#include "prereq/PrereqOptions.h"
 
-// The operations below are the places the install engine grows into; until
-// their parts are built each one leaves the session untouched and reports
-// nothing done.
 namespace tv {
 
-UINT Install::Run(RunPhase) { return mResult; }
+Install::Install(MSIHANDLE session) : mSession(session), mProgress(session), mDownloadProgress(session) {}
+
+UINT Install::Run(RunPhase phase) {
+    AnnounceAction(gInstallActionName, mProgress);
+    std::vector<Prerequisite> list;
+    ReadInstallList(phase, list);
+    if (list.empty()) return 0;
+    if (phase != PhasePost) PrepareResume();
+
+    // The launches need no watcher: if its thread cannot start, run without.
+    std::thread watcher;
+    try {
+        watcher = std::thread(&ConsentWatcher);
+    } catch (const std::system_error&) {
+        TV_LOG(L"The consent watcher could not be started.");
+    }
+    RunPrereqs(phase, list);
+    gWatchConsent.store(0);
+    if (watcher.joinable()) watcher.join();
+    return mResult;
+}
+
+void Install::AnnounceAction(const std::wstring& action, PrereqProgress& reporter) {
+    MsiTableReader reader(mSession);
+    const wchar_t* const columns[] = {L"Description", L"Template", nullptr};
+    const std::wstring where = L" `Action` = '" + action + L"' ";
+    if (!reader.Open(L"ActionText", columns, nullptr, where.c_str())) return;
+    const TableRow& row = reader.GetRows().front();
+    std::wstring description = Cell(row, L"Description");
+    const std::wstring& templ = Cell(row, L"Template");
+    if (action == gInstallActionName) {
+        CharBuffer text;
+        const wchar_t* key = GetProperty(mSession, L"REMOVE") == L"ALL" ? L"RemovePrereq" : L"InstallPrereq";
+        GetUiTextBuffer(mSession, key, text);
+        description = text.Text();
+    }
+    reporter.SendMessage(INSTALLMESSAGE_ACTIONSTART, {action, description, templ});
+}
+
+void Install::ReadInstallList(RunPhase phase, std::vector<Prerequisite>& list) {
+    MsiTableReader reader(mSession);
+    OpenPrereqTable(reader);
+    for (const Prerequisite& row : reader.GetRows()) {
+        if (!InRunList(mSession, row, phase)) continue;
+        mProgress.SetStepCount(1, true);
+        list.push_back(row);
+    }
+    if (phase == PhasePost) return;
+    std::vector<std::wstring> missing, found;
+    for (const Prerequisite& row : reader.GetRows())
+        (IsActionNeeded(mSession, row) ? missing : found).push_back(Cell(row, L"DisplayName"));
+    AppendListProperty(missing, L"TV_MISSING_PREREQS");
+    AppendListProperty(found, L"TV_FOUND_PREREQS");
+}
+
+void Install::AppendListProperty(const std::vector<std::wstring>& names, const std::wstring& property) {
+    if (names.empty()) return;
+    std::wstring value = GetProperty(mSession, property);
+    for (const std::wstring& name : names) {
+        if (!value.empty()) value += L'|';
+        value += name;
+    }
+    ::MsiSetPropertyW(mSession, property.c_str(), value.c_str());
+}
+
+void Install::RunPrereqs(RunPhase phase, const std::vector<Prerequisite>& list) {
+    if (!mFutures.empty()) mProgress.SetStepCount(static_cast<unsigned>(mFutures.size()), true);
+    for (const Prerequisite& row : list) {
+        if (DoRunCustomAction(Cell(row, L"RunCustActBefore"))) {
+            mResult = 1;
+            continue;
+        }
+        auto future = mFutures.find(CellInt(row, L"Sequence"));
+        if (future != mFutures.end()) {
+            const bool delivered = future->second.get();
+            mFutures.erase(future);
+            if (!delivered) {
+                mResult = ERROR_INSTALL_USEREXIT;
+                break;
+            }
+        }
+        if (GetRunPhase(OptionsOf(row)) != phase) continue;
+        LaunchPrereq(row);
+        DoRunCustomAction(Cell(row, L"RunCustActAfter"));
+        if (mProgress.IsCancelled()) {
+            mResult = ERROR_INSTALL_USEREXIT;
+            break;
+        }
+    }
+}
+
+bool Install::DoRunCustomAction(const std::wstring& text) {
+    if (text.empty()) return false;
+    DebugLog::Instance().Init(mSession, text);
+    TV_LOG(L"DoRunCustomAction begin.");
+    UINT result = ERROR_SUCCESS;
+    const size_t separator = text.find(L';');
+    if (separator != std::wstring::npos) result = ::MsiDoActionW(mSession, text.substr(separator + 1).c_str());
+    if (result == ERROR_SUCCESS) result = ::MsiDoActionW(mSession, text.substr(0, separator).c_str());
+    TV_LOG(L"DoRunCustomAction end.");
+    return result != ERROR_SUCCESS;
+}
+
+void Install::SetPrereqDirs() {
+    if (!GetProperty(mSession, L"TV_PREREQDIRS").empty()) return;
+    std::wstring folder = GetPrereqsDir(mSession);
+    while (!folder.empty() && !FileExists(folder)) {
+        const size_t slash = folder.rfind(L'\\');
+        if (slash == std::wstring::npos) break;
+        folder.resize(slash);
+    }
+    ::MsiSetPropertyW(mSession, L"TV_PREREQDIRS", folder.c_str());
+}
+
+bool Install::LaunchPrereq(const Prerequisite& row) {
+    const std::wstring& name = Cell(row, L"DisplayName");
+    const std::wstring& options = OptionsOf(row);
+    mProgress.SendActionData({mProgress.InstallingText(), name});
+    const std::wstring filePath = GetPrereqFilePath(mSession, row);
+    const int uiLevel = GetUiLevel(mSession);
+    // The command lines may refer to the switch, so it is set first.
+    SetUiLevelSwitch(mSession, row);
+
+    std::wstring runCommand, undoCommand;
+    if (IsInstallNeeded(mSession, row)) {
+        runCommand = FormatText(mSession, Cell(row, L"ComLine"));
+        undoCommand = FormatText(mSession, Cell(row, L"UninstallComLine"));
+    } else if (IsRepairNeeded(mSession, row)) {
+        runCommand = FormatText(mSession, Cell(row, L"RepairComLine"));
+    } else if (IsUninstallNeeded(mSession, row)) {
+        runCommand = FormatText(mSession, Cell(row, L"UninstallComLine"));
+        undoCommand = FormatText(mSession, Cell(row, L"ComLine"));
+    } else {
+        return true;  // an earlier row or action made it unnecessary
+    }
+
+    if (CellInt(row, L"Location") == 1 && IsFileNeeded(mSession, row) && !VerifyPrereqFile(mSession, row)) {
+        const int answer = ReportPrereqFailure(mSession, 4155, 4156, GetPrereqShortName(mSession, row), row);
+        if (answer == 0) return true;  // the user goes on without it
+        mResult = static_cast<UINT>(answer);
+        return false;
+    }
+
+    PrereqCommand command(filePath, runCommand);
+    const std::wstring logCommand = FormatText(mSession, Cell(row, L"LogComLine"));
+    if (!logCommand.empty()) command.mProcessedCmdLine += L" " + logCommand;
+
+    mProgress.BeginStep(0, 1, 0);
+    DWORD exitCode = 0;
+    const bool started = LaunchAndWait(command.mApplicationPath, command.mProcessedCmdLine, L"", false, exitCode);
+    const std::wstring exitText = std::to_wstring(static_cast<int>(exitCode));
+    ::MsiSetPropertyW(mSession, Cell(row, L"RetValPropName").c_str(), exitText.c_str());
+    mProgress.EndStep(0, 0);
+
+    if (!started) {
+        const std::wstring text = L"Failed to launch file: " + filePath + L" Error: " + std::to_wstring(exitCode);
+        SendText(mSession, text, INSTALLMESSAGE_INFO);
+        SendText(mSession, text, INSTALLMESSAGE_ERROR);
+        mResult = exitCode;
+        return false;
+    }
+    mProgress.SendActionData({mProgress.InstallingText() + mProgress.CompletedSuffix(), name});
+    if (HasOptionLetter(options, L'l') && !undoCommand.empty())
+        StoreRollbackEntry(Cell(row, L"PrereqKey"), filePath, undoCommand, options);
+    if (HasOptionLetter(options, L'r') && (!HasOptionLetter(options, L'R') || exitCode == 0))
+        return RestartIfConfirmed(name, uiLevel == 2);
+    return true;
+}
+
+bool Install::RestartIfConfirmed(const std::wstring& name, bool silent) {
+    if (!silent && SendNumbered(mSession, 1702, 0x1000044, {name}) == IDNO) return false;
+    TV_LOG(L"In this point we should restart the system");
+    return GetRestartSeam().restartSystem();
+}
+
+// The resume registration and the rollback record are not built yet; the
+// driver calls them at their places.
+void Install::PrepareResume() {}
+void Install::StoreRollbackEntry(const std::wstring&, const std::wstring&, const std::wstring&, const std::wstring&) {}
+
+// Operations of later stages: until they are built each one leaves the
+// session untouched and reports nothing done.
 UINT Install::Verify(RunPhase) { return mResult; }
 UINT Install::ReadAndDownload() { return mResult; }
 UINT Install::ExtractFiles() { return mResult; }

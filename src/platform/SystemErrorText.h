@@ -9,3 +9,12 @@ namespace tv {
 std::wstring SystemErrorText(DWORD error);
 
 }  // namespace tv
+
+namespace tv {
+
+// The message text as the system formats it, line breaks kept; with a module
+// its own message table is searched before the system's. Empty when neither
+// has one.
+std::wstring SystemMessageText(DWORD code, HMODULE module);
+
+}  // namespace tv

@@ -1,0 +1,24 @@
+#pragma once
+#include <windows.h>
+#include <atomic>
+#include <string>
+
+namespace tv {
+
+// 1 while the watcher of the elevation prompt is to run. Cleared by the
+// driver after its last row, or by the watcher once it restored a window;
+// nothing sets it back, so a later run's watcher ends at once.
+extern std::atomic<unsigned char> gWatchConsent;
+
+// Starts a program through the shell and waits for its end without a time
+// limit, bringing its first window to the foreground. True if it started;
+// `exitCode` gets the exit code, or the system error of a failed start.
+bool LaunchAndWait(const std::wstring& application, const std::wstring& arguments,
+                   const std::wstring& workingFolder, bool hidden, DWORD& exitCode);
+
+// The watcher thread's body, and one poll of it: restores the first window
+// of "consent.exe" so that the elevation prompt is not left minimised.
+void ConsentWatcher();
+bool RestoreConsentWindow();
+
+}  // namespace tv
