@@ -270,3 +270,49 @@ TEST_F(InstallRun, EntryPointsRunTheirPhase) {
     EXPECT_EQ(Property(L"Main_RET"), L"3");
     EXPECT_EQ(Launches().size(), 1u);
 }
+
+TEST_F(InstallRun, CommandLineByOperation) {
+    struct Case {
+        const char* name;
+        bool installed;
+        const wchar_t* options;
+        const wchar_t* missing;
+        const char* ran;  // the operation fakesetup was told, or null for no launch
+    };
+    const Case cases[] = {
+        {"install", false, L"y=-", L"1", "install"},
+        {"repair", true, L"y=", L"0", "repair"},
+        {"removal", true, L"y-", L"0", "remove"},
+        {"nothing to do", false, L"y=-", L"0", nullptr},
+    };
+    OpenIn();
+    const std::wstring record = L"/record:\"" + RecordPath() + L"\" ";
+    for (const Case& c : cases) {
+        ::DeleteFileW(RecordPath().c_str());
+        mMessages.Clear();
+        SetProperty(L"Installed", c.installed ? L"1" : L"");
+        const tv::Prerequisite row = {{L"PrereqKey", L"Op"}, {L"DisplayName", L"Op"}, {L"Location", L"0"},
+                                      {L"TargetName", L"fakesetup.exe"}, {L"Options", c.options},
+                                      {L"MissingCondition", c.missing}, {L"ComLine", record + L"install"},
+                                      {L"RepairComLine", record + L"repair"}, {L"UninstallComLine", record + L"remove"}};
+        tv::Install install(mSession);
+        EXPECT_TRUE(install.LaunchPrereq(row)) << c.name;
+        const auto launches = Launches();
+        if (!c.ran) {
+            EXPECT_TRUE(launches.empty()) << c.name;
+            EXPECT_EQ(mMessages.OfType(INSTALLMESSAGE_ACTIONDATA).size(), 1u) << c.name;
+            continue;
+        }
+        ASSERT_EQ(launches.size(), 1u) << c.name;
+        EXPECT_NE(launches[0].find(std::string(" ") + c.ran), std::string::npos) << launches[0];
+    }
+}
+
+TEST_F(InstallRun, ShellIsGivenThePathWithoutTheLongPrefix) {
+    DWORD exitCode = 0;
+    EXPECT_TRUE(tv::LaunchAndWait(L"\\\\?\\" + mFolder + L"\\fakesetup.exe", L"/exit:7", L"", true, exitCode));
+    EXPECT_EQ(exitCode, 7u);
+    exitCode = 0;
+    EXPECT_FALSE(tv::LaunchAndWait(mFolder + L"\\missing.exe", L"", L"", true, exitCode));
+    EXPECT_NE(exitCode, 0u);
+}
