@@ -1,7 +1,9 @@
 // Builds the demo package: the custom-action DLL in its Binary table, one
 // immediate custom action for each export in execute-sequence order, and
 // one prerequisite: fakesetup.exe beside the package, bound to the feature
-// Main, missing until its registry value exists.
+// Main, missing until its registry value exists or its setup succeeded, and
+// undone by rollback
+// (which runs only when DEMO_ROLLBACK is set).
 //   makedemo <package.msi> <tvprereq.dll>
 #include <windows.h>
 #include <cstdio>
@@ -53,12 +55,17 @@ int wmain(int argc, wchar_t** argv) {
                         {L"DisplayName", L"Demo prerequisite"},
                         {L"Location", 0},
                         {L"TargetName", L"fakesetup.exe"},
-                        {L"Options", L"f"},
+                        {L"Options", L"fl"},
                         {L"Feature_", L"Main"},
                         {L"Sequence", 1},
-                        {L"MissingCondition", L"NOT DEMOPREREQ"},
+                        // Missing until the search finds its value, or until its setup reported success.
+                        {L"MissingCondition", L"NOT DEMOPREREQ AND DEMO_EXITCODE <> \"0\""},
                         {L"ComLine", L"/regvalue:Software\\TvDemo\\Installed=[ProductVersion] /record:\"[SourceDir]demo-setup.txt\" /exit:0"},
+                        {L"UninstallComLine", L"/regdelete:Software\\TvDemo\\Installed /record:\"[SourceDir]demo-setup.txt\""},
                         {L"RetValPropName", L"DEMO_EXITCODE"}});
+        package.Table(L"Error");
+        for (int number : {4153, 4154, 4155, 4156})
+            package.Row(L"Error", {number, L"The prerequisite [2] could not be installed."});
 
         package.Row(L"InstallExecuteSequence", {L"AppSearch", Null{}, 400});
         package.Row(L"InstallExecuteSequence", {L"CostInitialize", Null{}, 800});
@@ -75,7 +82,12 @@ int wmain(int argc, wchar_t** argv) {
             const std::wstring action = std::wstring(L"TV_Demo_") + name;
             // Type 1: a function of a DLL stored in the Binary table, run at once.
             package.Row(L"CustomAction", {action, 1, L"TvPrereq", name});
-            package.Row(L"InstallExecuteSequence", {action, Null{}, sequence++});
+            // Each rollback takes the whole stored value, so only the one of
+            // the demo's phase runs.
+            Value condition = Null{};
+            if (std::wstring(name) == L"RollbackPrereq") condition = L"DEMO_ROLLBACK";
+            if (std::wstring(name) == L"RollbackPrePrereq") condition = L"DEMO_ROLLBACK_PRE";
+            package.Row(L"InstallExecuteSequence", {action, condition, sequence++});
         }
         package.KeepFile();
         const std::wstring built = package.Build();

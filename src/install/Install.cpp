@@ -11,6 +11,7 @@
 #include "install/Launcher.h"
 #include "install/PrereqCommand.h"
 #include "install/Restart.h"
+#include "install/RollbackRecord.h"
 #include "platform/Files.h"
 #include "prereq/PrereqConditions.h"
 #include "prereq/PrereqFilters.h"
@@ -194,17 +195,62 @@ bool Install::RestartIfConfirmed(const std::wstring& name, bool silent) {
     return GetRestartSeam().restartSystem();
 }
 
-// The resume registration and the rollback record are not built yet; the
-// driver calls them at their places.
+void Install::StoreRollbackEntry(const std::wstring& key, const std::wstring& file, const std::wstring& command,
+                                 const std::wstring& options) {
+    std::wstring value = GetProperty(mSession, L"TV_ROLLBACK_PREREQS");
+    if (!value.empty()) value += L'\x0002';
+    value += JoinRollbackEntries({{key, file, command, options}});
+    ::MsiSetPropertyW(mSession, L"TV_ROLLBACK_PREREQS", value.c_str());
+}
+
+UINT Install::Verify(RunPhase phase) {
+    AnnounceAction(gVerifyActionName, mProgress);
+    if (!GetProperty(mSession, L"FASTOEM").empty()) return 0;
+    // Without the setup executable, a silent or basic installation is not
+    // verified; its rollback entries stay in the session.
+    if (EvaluateCondition(mSession, L"SETUPEXEDIR") != MSICONDITION_TRUE &&
+        EvaluateCondition(mSession, L"(UILevel = 2) OR (UILevel = 3)") == MSICONDITION_TRUE)
+        return 0;
+
+    std::vector<RollbackEntry> entries = ParseRollbackEntries(GetProperty(mSession, L"TV_ROLLBACK_PREREQS"));
+    const std::vector<Prerequisite> missing = ReadPrereqList(mSession, [&](const Prerequisite& row) {
+        if (!InVerificationList(mSession, row, phase)) return false;
+        if (!IsFeatureBound(row) && !PassesSelectionProperty(mSession, row)) return false;
+        return IsStillMissing(mSession, row);
+    });
+    for (const Prerequisite& row : missing)
+        std::erase_if(entries, [&](const RollbackEntry& entry) { return entry.key == Cell(row, L"PrereqKey"); });
+
+    // The entries of what did arrive are kept even if this verification now
+    // stops the installation, so that its rollback finds them.
+    WriteRollbackValue(mSession, JoinRollbackEntries(entries));
+    for (const Prerequisite& row : missing) {
+        const int answer = ReportPrereqFailure(mSession, 4153, 4154, Cell(row, L"DisplayName"), row);
+        if (answer != 0) return static_cast<UINT>(answer);
+    }
+    return mResult;
+}
+
+bool Install::ArePrereqsFulfilled() {
+    MsiTableReader reader(mSession);
+    OpenPrereqTable(reader);
+    for (const Prerequisite& row : reader.GetRows()) {
+        if (IsFeatureBound(row) || !PassesSelectionProperty(mSession, row)) continue;
+        if (!IsLanguageAccepted(Cell(row, L"Languages")) || !IsPlatformAccepted(OptionsOf(row))) continue;
+        if (EvaluateCondition(mSession, Cell(row, L"InstallCondition")) == MSICONDITION_FALSE) continue;
+        const MSICONDITION missing = EvaluateCondition(mSession, Cell(row, L"MissingCondition"));
+        if (missing == MSICONDITION_TRUE || missing == MSICONDITION_NONE) return false;
+    }
+    return true;
+}
+
+// The resume registration is not built yet; the driver calls it at its place.
 void Install::PrepareResume() {}
-void Install::StoreRollbackEntry(const std::wstring&, const std::wstring&, const std::wstring&, const std::wstring&) {}
 
 // Operations of later stages: until they are built each one leaves the
 // session untouched and reports nothing done.
-UINT Install::Verify(RunPhase) { return mResult; }
 UINT Install::ReadAndDownload() { return mResult; }
 UINT Install::ExtractFiles() { return mResult; }
 UINT Install::ParalelDownloadInstall() { return mResult; }
-bool Install::ArePrereqsFulfilled() { return false; }
 
 }  // namespace tv

@@ -15,10 +15,6 @@ constexpr wchar_t kSystemPrereqsDir[] = L"[WindowsVolume][Manufacturer]\\[Produc
 constexpr size_t kMaxFilePath = 259;
 constexpr size_t kShortNameLimit = 30;
 
-void AppendBackslash(std::wstring& path) {
-    if (!path.empty() && path.back() != L'\\') path += L'\\';
-}
-
 std::wstring ProfileFolder() {
     PWSTR path = nullptr;
     std::wstring result;
@@ -61,8 +57,7 @@ std::wstring GetPrereqFilePath(MSIHANDLE session, const Prerequisite& row) {
             const size_t slash = folder.rfind(L'\\');
             if (slash != std::wstring::npos) folder.resize(slash);
         }
-        AppendBackslash(folder);
-        return folder + Cell(row, L"TargetName");
+        return AddBackslash(folder) + Cell(row, L"TargetName");
     }
     if (location != 1) return {};
 
@@ -70,8 +65,7 @@ std::wstring GetPrereqFilePath(MSIHANDLE session, const Prerequisite& row) {
     const std::wstring local = UrlToLocalPath(url);
     if (!local.empty() && !::PathIsUNCW(local.c_str())) return local;
 
-    std::wstring path = GetPrereqsDir(session);
-    AppendBackslash(path);
+    std::wstring path = AddBackslash(GetPrereqsDir(session));
     auto [folder, file] = SplitTargetName(row);
     if (folder.empty()) folder = Cell(row, L"PrereqKey");
     if (!folder.empty()) path += folder + L"\\";

@@ -37,8 +37,8 @@ TEST_F(EntryPoints, EachFramedExportLogsUnderItsNameAndReturnsItsResult) {
         {"InstallPrereq", L"TV_InstallPrereq", true},
         {"VerifyPrereq", L"TV_VerifyPrereq", true},
         {"InstallPostPrereq", L"TV_InstallPostPrereq", true},
-        {"RollbackPrePrereq", L"TV_RollbackPrePrereq", false},
-        {"RollbackPrereq", L"TV_RollbackPrereq", false},
+        {"RollbackPrePrereq", L"TV_RollbackPrePrereq", true},
+        {"RollbackPrereq", L"TV_RollbackPrereq", true},
         {"CleanPrereq", L"TV_CleanPrereq", false},
         {"ConfigurePrereqLauncher", L"TV_ConfigurePrereqLauncher", true},
     };

@@ -10,17 +10,12 @@ using namespace tvtest;
 
 namespace {
 
-std::wstring BinFolder() {
-    const std::wstring dll = TvDll::Path();
-    return dll.substr(0, dll.find_last_of(L'\\'));
-}
-
 class InstallRun : public SessionTest {
 protected:
     void SetUp() override {
         mFolder = TestPackage::TempPath(L"-setup");
         ::CreateDirectoryW(mFolder.c_str(), nullptr);
-        ::CopyFileW((BinFolder() + L"\\fakesetup.exe").c_str(), (mFolder + L"\\fakesetup.exe").c_str(), FALSE);
+        ::CopyFileW((TvDll::Folder() + L"\\fakesetup.exe").c_str(), (mFolder + L"\\fakesetup.exe").c_str(), FALSE);
         mPackage.Table(L"UIText");
         mPackage.Row(L"UIText", {L"InstallingPrereq", L"Installing [1]"});
         mPackage.Row(L"UIText", {L"PrereqCompletedSuffix", L" (done)"});

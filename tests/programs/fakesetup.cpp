@@ -6,6 +6,8 @@
 //   /marker:<file>    creates the file (empty)
 //   /regvalue:<subkey>\<name>=<data>
 //                     sets a string value under HKEY_CURRENT_USER
+//   /regdelete:<subkey>\<name>
+//                     deletes that value again (an undo command)
 //   /window:<ms>      shows a top-level window for that long, or just waits
 //                     where no window can be made (Wine without a display)
 //   /sleep:<ms>       waits
@@ -75,6 +77,12 @@ void SetRegistryValue(const std::wstring& spec) {
     ::RegCloseKey(key);
 }
 
+void DeleteRegistryValue(const std::wstring& path) {
+    const size_t slash = path.rfind(L'\\');
+    if (slash == std::wstring::npos) return;
+    ::RegDeleteKeyValueW(HKEY_CURRENT_USER, path.substr(0, slash).c_str(), path.substr(slash + 1).c_str());
+}
+
 LRESULT CALLBACK WindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     switch (message) {
         case WM_TIMER: ::DestroyWindow(window); return 0;
@@ -129,6 +137,7 @@ int wmain(int argc, wchar_t** argv) {
         if (TakeValue(argument, L"/record:", value)) Record(value);
         else if (TakeValue(argument, L"/marker:", value)) Mark(value);
         else if (TakeValue(argument, L"/regvalue:", value)) SetRegistryValue(value);
+        else if (TakeValue(argument, L"/regdelete:", value)) DeleteRegistryValue(value);
         else if (TakeValue(argument, L"/window:", value)) ShowWindowFor(ToNumber(value));
         else if (TakeValue(argument, L"/sleep:", value)) ::Sleep(ToNumber(value));
         else if (TakeValue(argument, L"/spawn:", value)) SpawnSleeper(value);

@@ -14,6 +14,11 @@ std::wstring TvDll::Path() {
     return folder + L"tvprereq.dll";
 }
 
+std::wstring TvDll::Folder() {
+    const std::wstring dll = Path();
+    return dll.substr(0, dll.find_last_of(L'\\'));
+}
+
 TvDll::TvDll() : mModule(::LoadLibraryW(Path().c_str())) {
     if (!mModule) throw std::runtime_error("cannot load tvprereq.dll");
 }

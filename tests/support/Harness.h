@@ -31,6 +31,8 @@ public:
     // Calls an export by name with a session handle.
     UINT Call(const char* exportName, MSIHANDLE session) const;
     static std::wstring Path();
+    // The folder of the DLL and of the test programs, without a final "\".
+    static std::wstring Folder();
 
 private:
     TvDll();
