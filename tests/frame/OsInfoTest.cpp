@@ -62,7 +62,12 @@ TEST(OsInfo, DetectionFromTheRegistry) {
           .isServer = true}},
         {{}, {{L"ProductType", REG_SZ, L"ServerNT"}}, {}},
     };
+    // A fresh prefix has no scratch key yet: make it, or nothing is cleaned
+    // between the cases.
     tv::RegistryKey scratch(L"Software\\TvTest", HKEY_CURRENT_USER, true);
+    if (!scratch.IsOpen()) {
+        ASSERT_EQ(scratch.Create(HKEY_CURRENT_USER, L"Software\\TvTest", KEY_ALL_ACCESS), 0);
+    }
     for (const Case& c : cases) {
         const std::wstring root = L"Software\\TvTest\\" + name;
         if (!c.version.empty()) Store(root + L"\\Software\\Microsoft\\Windows NT\\CurrentVersion", c.version);
