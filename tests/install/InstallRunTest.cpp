@@ -311,3 +311,33 @@ TEST_F(InstallRun, ShellIsGivenThePathWithoutTheLongPrefix) {
     EXPECT_FALSE(tv::LaunchAndWait(mFolder + L"\\missing.exe", L"", L"", true, exitCode));
     EXPECT_NE(exitCode, 0u);
 }
+
+TEST_F(InstallRun, PrereqDirsIsTheDeepestFolderThatExisted) {
+    struct Case {
+        std::wstring prereqsDir;
+        std::wstring earlier;  // a value already set
+        std::wstring expected;
+    };
+    const Case cases[] = {
+        {mFolder + L"\\new\\deeper", L"", mFolder},
+        {mFolder, L"", mFolder},
+        {mFolder + L"\\new\\", L"", mFolder},
+        {L"relative\\path", L"", L"relative"},
+        {mFolder + L"\\new", L"C:\\kept", L"C:\\kept"},
+    };
+    OpenIn();
+    for (const Case& c : cases) {
+        SetProperty(L"TV_PREREQS_DIR", c.prereqsDir);
+        SetProperty(L"TV_PREREQDIRS", c.earlier);
+        tv::Install(mSession).SetPrereqDirs();
+        EXPECT_EQ(Property(L"TV_PREREQDIRS"), c.expected) << Narrow(c.prereqsDir);
+    }
+}
+
+TEST_F(InstallRun, NoActionTextRowNoActionStart) {
+    TestPackage bare;
+    bare.Table(L"TV_PreRequisite");
+    MSIHANDLE session = bare.OpenSession();
+    EXPECT_EQ(tv::Install(session).Run(tv::PhasePre), 0u);
+    EXPECT_TRUE(mMessages.OfType(INSTALLMESSAGE_ACTIONSTART).empty());
+}
