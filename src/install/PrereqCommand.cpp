@@ -94,11 +94,12 @@ void PrereqCommand::ProcessCmdLine() {
         return;
     }
 
-    // A text of blanks, or one whose first token has an unbalanced quote,
-    // holds no argument at all and means the same as an empty cell.
-    std::vector<std::wstring> tokens;
-    if (!mRawCmdLine.empty()) tokens = SplitArguments(mRawCmdLine);
-    if (tokens.empty()) {
+    // A text of blanks holds no argument at all and means the same as an
+    // empty cell. A text whose first token has an unbalanced quote is not
+    // empty: it goes to msiexec as "/i" alone, which fails where the author
+    // sees it instead of opening the package's full interface.
+    std::vector<std::wstring> tokens = SplitArguments(mRawCmdLine);
+    if (tokens.empty() && mRawCmdLine.find_first_not_of(L' ') == std::wstring::npos) {
         TV_LOG(L"Empty mRawCmdLine");
         mProcessedCmdLine.clear();
         mApplicationPath = mFilePath;  // the shell opens the package by its association
@@ -107,7 +108,7 @@ void PrereqCommand::ProcessCmdLine() {
     }
 
     mApplicationPath = GetMsiexecPath();
-    if (!IsMsiexecSwitch(tokens.front())) tokens.insert(tokens.begin(), L"/i");
+    if (tokens.empty() || !IsMsiexecSwitch(tokens.front())) tokens.insert(tokens.begin(), L"/i");
     // A removal by product code names no package file.
     if (tokens.size() > 1 && !IsProductCode(tokens[1])) tokens.insert(tokens.begin() + 1, mFilePath);
     mProcessedCmdLine = JoinArguments(tokens);

@@ -26,10 +26,11 @@ bool ToExtract(MSIHANDLE session, const Prerequisite& row) {
 }  // namespace
 
 bool IsFileAbsent(MSIHANDLE session, const Prerequisite& row) {
-    // A row without a file (Location 2) has nothing to be absent and is
-    // launched on its command line alone.
-    const std::wstring path = GetPrereqFilePath(session, row);
-    return !path.empty() && !FileExists(path);
+    // A row of a Location without a file (2 and the like) has nothing to be
+    // absent and is launched on its command line alone.
+    const int location = CellInt(row, L"Location");
+    if (location != 0 && location != 1) return false;
+    return !FileExists(GetPrereqFilePath(session, row));
 }
 
 bool InDownloadList(MSIHANDLE session, const Prerequisite& row) { return Applies(row) && ToDownload(session, row); }
@@ -41,7 +42,10 @@ bool InTransferList(MSIHANDLE session, const Prerequisite& row) {
 }
 
 bool InRunList(MSIHANDLE session, const Prerequisite& row, RunPhase phase) {
-    if (!Applies(row) || GetRunPhase(OptionsOf(row)) != phase || !IsActionNeeded(session, row)) return false;
+    const std::wstring& options = OptionsOf(row);
+    if (HasOptionLetter(options, L'w') || GetRunPhase(options) != phase) return false;
+    if (!IsLanguageAccepted(Cell(row, L"Languages")) || !IsPlatformAccepted(options)) return false;
+    if (!IsActionNeeded(session, row)) return false;
     return !(IsFileAbsent(session, row) && IsFileNeeded(session, row));
 }
 

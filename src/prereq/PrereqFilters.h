@@ -10,7 +10,7 @@ namespace tv {
 // order and stops at the first that fails, so a later condition is not
 // evaluated for a row already dropped. Use with ReadPrereqList.
 
-// The row has a file path and no file exists there yet.
+// The row's Location has a file (0 or 1) and no file exists there yet.
 bool IsFileAbsent(MSIHANDLE session, const Prerequisite& row);
 
 bool InDownloadList(MSIHANDLE session, const Prerequisite& row);

@@ -4,6 +4,7 @@
 #include <shlwapi.h>
 #include "frame/Session.h"
 #include "platform/AccessList.h"
+#include "platform/CoTaskMemory.h"
 #include "platform/Files.h"
 
 namespace tv {
@@ -16,11 +17,9 @@ constexpr size_t kMaxFilePath = 259;
 constexpr size_t kShortNameLimit = 30;
 
 std::wstring ProfileFolder() {
-    PWSTR path = nullptr;
-    std::wstring result;
-    if (SUCCEEDED(::SHGetKnownFolderPath(FOLDERID_Profile, 0, nullptr, &path)) && path) result = path;
-    ::CoTaskMemFree(path);
-    return result;
+    CoTaskMemory<wchar_t> path;
+    if (FAILED(::SHGetKnownFolderPath(FOLDERID_Profile, 0, nullptr, path.Put())) || !path) return {};
+    return path.Get();
 }
 
 }  // namespace

@@ -74,6 +74,7 @@ TEST(CmdLine, ProcessCmdLine) {
         {L"C:\\a\\p.msi", L"/forcerestart /qn", msiexec, L"/forcerestart C:\\a\\p.msi /qn"},
         {L"C:\\a\\p.msi", L"", L"C:\\a\\p.msi", L""},
         {L"C:\\a\\p.msi", L"   ", L"C:\\a\\p.msi", L""},  // blanks only: as an empty cell
+        {L"C:\\a\\p.msi", L"\"unterminated /qn", msiexec, L"/i"},  // nothing usable: msiexec fails visibly
     };
     for (const Case& c : cases) {
         tv::PrereqCommand command(c.file, c.raw);

@@ -43,6 +43,7 @@ TEST_F(Filters, ListsTakeTheRowsTheirTestsAllow) {
         {"file to extract", {{L"Location", L"0"}, {L"TargetName", L"missing.exe"}, {L"Options", L"y"}},
          {false, true, true, false, true, true}},
         {"no file at all", {{L"Location", L"2"}, {L"Options", L"y"}}, {false, false, false, true, true, false}},
+        {"other Location: as 2, but chained", {{L"Location", L"3"}, {L"Options", L"y"}}, {false, false, false, true, true, true}},
         {"excluded", {{L"Location", L"1"}, {L"SetupFileUrl", L"http://h/a.exe"}, {L"Options", L"yw"}},
          {false, false, false, false, true, false}},
         {"other language", {{L"Location", L"1"}, {L"SetupFileUrl", L"http://h/a.exe"}, {L"Options", L"y"}, {L"Languages", L"1"}},
@@ -116,11 +117,14 @@ TEST_F(Filters, FileNeededForARemovalOnlyWhenItsCommandUsesIt) {
         {"Location 2, no action", L"2", false, L"0", L"", L"5", false},
         {"Location 2, install", L"2", false, L"1", L"", L"5", true},
         {"Location 2, removal", L"2", true, L"0", byProductCode, L"5", true},
+        {"msi removal by product code", L"0", true, L"0", L"/x {12345678-1234-1234-1234-123456789012} /qn", L"5", false},
+        {"msi removal of the package", L"0", true, L"0", L"/x /qn", L"5", true},
     };
     Open();
     for (const Case& c : cases) {
         const Prerequisite row = {{L"PrereqKey", L"K"}, {L"Location", c.location}, {L"Options", L"-"},
-                                  {L"SetupFileUrl", L"http://h/dl/setup.exe"}, {L"MissingCondition", c.missing},
+                                  {L"SetupFileUrl", L"http://h/dl/setup.exe"}, {L"TargetName", L"p.msi"},
+                                  {L"MissingCondition", c.missing},
                                   {L"UninstallComLine", c.uninstall}};
         SetProperty(L"Installed", c.installed ? L"1" : L"");
         SetProperty(L"UILevel", c.uiLevel);
