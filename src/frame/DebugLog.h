@@ -42,12 +42,17 @@ private:
 
 // Builds and sends a line only while the log is enabled:
 //   TV_LOG(L"Error code:" << rc);
+// Logging never changes the course of an action: a line that cannot be
+// built (out of memory) is dropped, also inside destructors.
 #define TV_LOG(parts)                                               \
     do {                                                            \
         ::tv::DebugLog& tvLog_ = ::tv::DebugLog::Instance();        \
         if (tvLog_.IsEnabled()) {                                   \
-            ::tv::LogLine tvLine_;                                  \
-            tvLine_ << parts;                                       \
-            tvLog_.Write(tvLine_.Text());                           \
+            try {                                                   \
+                ::tv::LogLine tvLine_;                              \
+                tvLine_ << parts;                                   \
+                tvLog_.Write(tvLine_.Text());                       \
+            } catch (...) {                                         \
+            }                                                       \
         }                                                           \
     } while (0)

@@ -12,10 +12,7 @@ UINT Guarded(Work&& work) noexcept {
     try {
         return work();
     } catch (...) {
-        try {
-            TV_LOG(L"Unexpected failure; the action fails.");
-        } catch (...) {
-        }
+        TV_LOG(L"Unexpected failure; the action fails.");
         return ERROR_INSTALL_FAILURE;
     }
 }

@@ -67,8 +67,9 @@ void DropLastError() {
 
 bool GetUiTextBuffer(MSIHANDLE session, const std::wstring& key, CharBuffer& buffer) {
     buffer.Free();
-    wchar_t query[256];
-    ::wsprintfW(query, L"SELECT `Text` FROM `UIText` WHERE `Key` = '%s'", key.c_str());
+    // wsprintfW writes at most 1024 characters and the terminator.
+    wchar_t query[1025];
+    ::wsprintfW(query, L"SELECT `Text` FROM `UIText` WHERE `Key` = '%.900s'", key.c_str());
     MsiHandle view;
     {
         MsiHandle database(::MsiGetActiveDatabase(session));

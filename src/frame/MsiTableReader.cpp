@@ -44,7 +44,8 @@ MsiTableReader::MsiTableReader(MSIHANDLE handle) {
         mOwnsDatabase = false;
     }
     if (mDatabase == 0) {
-        TV_LOG(L"MsiTableReader: Error opening the MSI database ! ERROR = " << ::GetLastError());
+        const DWORD error = ::GetLastError();
+        TV_LOG(L"MsiTableReader: Error opening the MSI database ! ERROR = " << error);
         mOk = false;
     }
 }

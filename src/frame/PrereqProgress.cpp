@@ -1,6 +1,7 @@
 #include "frame/PrereqProgress.h"
 #include <msiquery.h>
 #include <cmath>
+#include <cstdint>
 #include "frame/MsiTableReader.h"
 #include "frame/Session.h"
 #include "platform/SystemErrorText.h"
@@ -48,15 +49,17 @@ void PrereqProgress::BeginStep(unsigned, int size, unsigned) {
 }
 
 void PrereqProgress::AddBytes(int count) {
-    mBytesDone += count;
-    const int delta = mBytesDone - mBytesCounted;
+    // 32-bit counters that wrap, as unsigned sums do, past 2 GiB.
+    mBytesDone = static_cast<int>(static_cast<std::uint32_t>(mBytesDone) + static_cast<std::uint32_t>(count));
+    const int delta = static_cast<int>(static_cast<std::uint32_t>(mBytesDone) - static_cast<std::uint32_t>(mBytesCounted));
     const double exact = delta * mTicksPerByte;
     // An empty step has an infinite ratio: its ticks all come with EndStep.
-    if (!std::isfinite(exact) || exact < 1.0) return;
+    if (!std::isfinite(exact) || exact < 1.0 || exact >= 4294967296.0) return;
     const unsigned ticks = static_cast<unsigned>(exact);
     // Only the bytes paid for in whole ticks count, so no fraction is lost
     // between calls.
-    mBytesCounted = mBytesDone - delta + static_cast<int>(std::ceil(ticks / mTicksPerByte));
+    mBytesCounted = static_cast<int>(static_cast<std::uint32_t>(mBytesDone) - static_cast<std::uint32_t>(delta) +
+                                      static_cast<std::uint32_t>(std::ceil(ticks / mTicksPerByte)));
     mTicksDone += ticks;
     SendTicks(ticks);
 }

@@ -16,11 +16,7 @@ public:
         try {
             mAction();
         } catch (...) {
-            // The log line itself may fail to build; there is nobody left to tell.
-            try {
-                TV_LOG(L"ScopeGuard cleanup threw an exception!");
-            } catch (...) {
-            }
+            TV_LOG(L"ScopeGuard cleanup threw an exception!");
         }
     }
 

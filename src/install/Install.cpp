@@ -1,7 +1,5 @@
 #include "install/Install.h"
 #include <msiquery.h>
-#include <system_error>
-#include <thread>
 #include "frame/ActionNames.h"
 #include "frame/DebugLog.h"
 #include "frame/Messages.h"
@@ -29,16 +27,10 @@ UINT Install::Run(RunPhase phase) {
     if (list.empty()) return 0;
     if (phase != PhasePost) PrepareResume();
 
-    // The launches need no watcher: if its thread cannot start, run without.
-    std::thread watcher;
-    try {
-        watcher = std::thread(&ConsentWatcher);
-    } catch (const std::system_error&) {
-        TV_LOG(L"The consent watcher could not be started.");
+    {
+        ConsentWatcherThread watcher;
+        RunPrereqs(phase, list);
     }
-    RunPrereqs(phase, list);
-    gWatchConsent.store(0);
-    if (watcher.joinable()) watcher.join();
     return mResult;
 }
 
@@ -78,10 +70,8 @@ void Install::ReadInstallList(RunPhase phase, std::vector<Prerequisite>& list) {
 void Install::AppendListProperty(const std::vector<std::wstring>& names, const std::wstring& property) {
     if (names.empty()) return;
     std::wstring value = GetProperty(mSession, property);
-    for (const std::wstring& name : names) {
-        if (!value.empty()) value += L'|';
-        value += name;
-    }
+    if (!value.empty()) value += L'|';
+    for (size_t i = 0; i < names.size(); ++i) value += (i ? L"|" : L"") + names[i];
     ::MsiSetPropertyW(mSession, property.c_str(), value.c_str());
 }
 

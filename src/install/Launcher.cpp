@@ -1,7 +1,8 @@
 #include "install/Launcher.h"
 #include <shellapi.h>
 #include <tlhelp32.h>
-#include <thread>
+#include <cwchar>
+#include <system_error>
 #include "frame/DebugLog.h"
 #include "platform/KernelHandle.h"
 #include "platform/ProcessUtil.h"
@@ -101,32 +102,54 @@ bool LaunchAndWait(const std::wstring& application, const std::wstring& argument
     return true;
 }
 
-bool RestoreConsentWindow() {
+DWORD FindConsentProcess() {
     KernelHandle snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
     if (!snapshot) {
         TV_LOG(L"EMBUI " << L"CreateToolhelp32Snapshot failed");
-        return false;
+        return 0;
     }
     PROCESSENTRY32W entry{};
     entry.dwSize = sizeof(entry);
     if (!::Process32FirstW(snapshot.Get(), &entry)) {
         TV_LOG(L"EMBUI " << L"Process32First failed");
-        return false;
+        return 0;
     }
     do {
-        if (std::wstring(entry.szExeFile) == L"consent.exe") {
-            WindowSearch search{entry.th32ProcessID, nullptr};
-            ::EnumWindows(&RestoreFirstWindow, reinterpret_cast<LPARAM>(&search));
-            return search.found != nullptr;
-        }
+        if (std::wcscmp(entry.szExeFile, L"consent.exe") == 0) return entry.th32ProcessID;
     } while (::Process32NextW(snapshot.Get(), &entry));
-    return false;
+    return 0;
+}
+
+bool RestoreConsentWindow() {
+    const DWORD process = FindConsentProcess();
+    if (process == 0) return false;
+    // The process may not have its window yet; the next poll tries again.
+    WindowSearch search{process, nullptr};
+    ::EnumWindows(&RestoreFirstWindow, reinterpret_cast<LPARAM>(&search));
+    return search.found != nullptr;
+}
+
+ConsentWatcherThread::ConsentWatcherThread() {
+    try {
+        mThread = std::thread(&ConsentWatcher);
+    } catch (const std::system_error&) {
+        TV_LOG(L"The consent watcher could not be started.");
+    }
+}
+
+ConsentWatcherThread::~ConsentWatcherThread() {
+    gWatchConsent.store(0);
+    if (mThread.joinable()) mThread.join();
 }
 
 void ConsentWatcher() {
     while (gWatchConsent.load() != 0) {
         // Only clear: a driver's clear must never be undone by a late poll.
-        if (RestoreConsentWindow()) gWatchConsent.store(0);
+        // Nothing may leave the thread, or the process ends.
+        try {
+            if (RestoreConsentWindow()) gWatchConsent.store(0);
+        } catch (...) {
+        }
         ::Sleep(100);
     }
 }

@@ -2,6 +2,7 @@
 #include <windows.h>
 #include <atomic>
 #include <string>
+#include <thread>
 
 namespace tv {
 
@@ -20,5 +21,22 @@ bool LaunchAndWait(const std::wstring& application, const std::wstring& argument
 // of "consent.exe" so that the elevation prompt is not left minimised.
 void ConsentWatcher();
 bool RestoreConsentWindow();
+// The first process named exactly "consent.exe" (with case), 0 if none; a
+// failed snapshot is logged and gives 0.
+DWORD FindConsentProcess();
+
+// Runs ConsentWatcher for the life of the object: the flag is cleared and
+// the thread joined on every way out, also when the run throws. The
+// launches need no watcher, so a thread that cannot start is only logged.
+class ConsentWatcherThread {
+public:
+    ConsentWatcherThread();
+    ~ConsentWatcherThread();
+    ConsentWatcherThread(const ConsentWatcherThread&) = delete;
+    ConsentWatcherThread& operator=(const ConsentWatcherThread&) = delete;
+
+private:
+    std::thread mThread;
+};
 
 }  // namespace tv

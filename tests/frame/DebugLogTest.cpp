@@ -94,7 +94,7 @@ TEST_F(Log, PrefixReplacedWhileAnotherThreadLogs) {
 TEST(LogLine, NumbersInTheirOwnTypesWidth) {
     EXPECT_EQ((tv::LogLine() << -5).Text(), L"-5");
     EXPECT_EQ((tv::LogLine() << 4294967295u).Text(), L"4294967295");
-    EXPECT_EQ((tv::LogLine() << static_cast<unsigned long>(ERROR_MORE_DATA)).Text(), L"234");
+    EXPECT_EQ((tv::LogLine() << static_cast<unsigned long>(0xE0000005)).Text(), L"3758096389");
     EXPECT_EQ((tv::LogLine() << -9000000000LL).Text(), L"-9000000000");
     EXPECT_EQ((tv::LogLine() << L"a" << std::wstring(L"b") << 1 << L'c').Text(), L"ab1c");
 }

@@ -55,9 +55,9 @@ TEST_F(EntryPoints, EachFramedExportLogsUnderItsNameAndReturnsItsResult) {
 }
 
 TEST_F(EntryPoints, DownloadAndExtractStepAsideOnlyInParallelMode) {
-    // Wine's MsiProcessMessage answers 0 to the probe types whatever the
-    // handler says, so the packed value is never 0 here and a true
-    // condition always means the parallel route.
+    // The handler answers 0 to the probe, so the packed value is not 0 and a
+    // true condition means the parallel route. (Wine's MsiProcessMessage
+    // answers 0 to these types whatever the handler says.)
     struct Case {
         const wchar_t* property;
         bool parallel;
@@ -72,6 +72,7 @@ TEST_F(EntryPoints, DownloadAndExtractStepAsideOnlyInParallelMode) {
         {L"((", false},  // a condition error is not true
     };
     Open();
+    for (UINT type : kProbeTypes) mMessages.Answer(type, std::vector<int>(14, 0));
     SetProperty(L"SOMEFLAG", L"yes");
     for (const Case& c : cases) {
         for (const char* exportName : {"DownloadPrereq", "ExtractPrereq"}) {
@@ -87,7 +88,6 @@ TEST_F(EntryPoints, DownloadAndExtractStepAsideOnlyInParallelMode) {
 
 TEST_F(EntryPoints, ProbeSendsFourOneFieldRecordsInOrder) {
     Open();
-    mMessages.Answer(0x4300000, {7});
     Call("InstallPrereq");
     std::vector<UINT> types;
     for (const auto& message : mMessages.Messages()) {
@@ -97,26 +97,4 @@ TEST_F(EntryPoints, ProbeSendsFourOneFieldRecordsInOrder) {
         EXPECT_EQ(message.Field(1), L"0");
     }
     EXPECT_EQ(types, std::vector<UINT>(std::begin(kProbeTypes), std::end(kProbeTypes)));
-}
-
-TEST_F(EntryPoints, ExtractSourceFilesHasNoFrame) {
-    struct Case {
-        const wchar_t* lzma;
-        const wchar_t* addLocal;
-        const wchar_t* setupExe;
-    };
-    const Case cases[] = {
-        {L"true", L"", L""},
-        {L"true", L"ALL", L""},
-        {L"", L"", L"C:\\setup.exe"},
-    };
-    Open();
-    for (const Case& c : cases) {
-        SetProperty(L"TV_DOWNLOAD_LZMA", c.lzma);
-        SetProperty(L"ADDLOCAL", c.addLocal);
-        SetProperty(L"TV_SETUPEXEPATH", c.setupExe);
-        mMessages.Clear();
-        EXPECT_EQ(Call("ExtractSourceFiles"), 0u);
-        EXPECT_TRUE(mMessages.LogLines().empty());
-    }
 }

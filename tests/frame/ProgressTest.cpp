@@ -143,6 +143,20 @@ TEST_F(Progress, ErrorsCarryTheSystemTextOrTheBareCode) {
             EXPECT_EQ(errors[0].Field(2), url);
         }
     }
+    // Without a URL the bare code stands alone.
+    mMessages.Clear();
+    const std::wstring noUrl;
+    progress.sourceUrl = &noUrl;
+    progress.ReportError(L"x", 0x2000DEAD, nullptr);
+    ASSERT_EQ(mMessages.OfType(0x01000010).size(), 1u);
+    EXPECT_EQ(mMessages.OfType(0x01000010)[0].fields.size(), 2u);
+    // Certificate and redirect codes with a request go to the system's own
+    // dialog instead (under Wine a handle that is no request answers 6).
+    for (DWORD code : {12037u, 12038u, 12044u, 12045u}) {
+        mMessages.Clear();
+        EXPECT_NE(progress.ReportError(L"x", code, reinterpret_cast<void*>(0x1234)), 0u) << code;
+        EXPECT_TRUE(mMessages.OfType(0x01000010).empty()) << code;
+    }
     // The library's own transfer codes read as the WinINet errors they stand for.
     mMessages.Clear();
     progress.ReportError(L"x", 0xE0000018, nullptr);

@@ -168,36 +168,49 @@ TEST_F(InstallRun, CancelStopsAfterTheCurrentRow) {
     EXPECT_EQ(Property(L"ORDER"), L"A");
 }
 
-TEST_F(InstallRun, FailedIntegrityCheckAsksOrStops) {
+TEST_F(InstallRun, IntegrityCheckBeforeALaunch) {
+    const std::wstring url = L"file:///" + mFolder + L"\\fakesetup.exe";
+    WIN32_FILE_ATTRIBUTE_DATA data{};
+    ::GetFileAttributesExW((mFolder + L"\\fakesetup.exe").c_str(), GetFileExInfoStandard, &data);
+    const std::wstring size = std::to_wstring(data.nFileSizeLow);
+    const std::wstring wrongSize = std::to_wstring(data.nFileSizeLow + 1);
+    const std::wstring wrongMd5 = L"0123456789abcdef0123456789abcdef";
     struct Case {
         const wchar_t* options;
+        std::wstring exactSize, md5;
         int answer;
         UINT result;
-        UINT promptType;
+        UINT promptType;  // 0: no prompt, the file passes and is launched
     };
     const Case cases[] = {
-        {L"ym", IDYES, 2, 0x01010000},
-        {L"y", IDYES, 0, 0x02010004},
-        {L"y", IDNO, 2, 0x02010004},
+        {L"ym", size, L"", IDYES, 0, 0},
+        {L"ym", wrongSize, L"", IDYES, 2, 0x01010000},
+        {L"ym", L"", wrongMd5, IDYES, 2, 0x01010000},
+        {L"y", L"", wrongMd5, IDYES, 0, 0x02010004},
+        {L"y", size, wrongMd5, IDNO, 2, 0x02010004},
     };
-    std::wstring url = L"file:///" + mFolder + L"\\fakesetup.exe";
-    AddSetupRow(L"Checked", 1, {{L"Location", 1}, {L"SetupFileUrl", url}, {L"MD5", L"0123456789abcdef0123456789abcdef"}});
     OpenIn();
     for (const Case& c : cases) {
         mMessages.Clear();
+        ::DeleteFileW(RecordPath().c_str());
+        SetProperty(L"Checked_RET", L"");
         mMessages.Answer(0x02000000, {c.answer});
-        ::MsiSetPropertyW(mSession, L"PRQOPT", c.options);
-        tv::Prerequisite row = {{L"PrereqKey", L"Checked"}, {L"DisplayName", L"Checked"}, {L"Location", L"1"},
-                                {L"SetupFileUrl", url}, {L"MD5", L"0123456789abcdef0123456789abcdef"},
-                                {L"Options", c.options}, {L"MissingCondition", L"1"}, {L"RetValPropName", L"Checked_RET"}};
+        const tv::Prerequisite row = {{L"PrereqKey", L"Checked"}, {L"DisplayName", L"Checked"}, {L"Location", L"1"},
+                                      {L"SetupFileUrl", url}, {L"ExactSize", c.exactSize}, {L"MD5", c.md5},
+                                      {L"Options", c.options}, {L"MissingCondition", L"1"},
+                                      {L"RetValPropName", L"Checked_RET"},
+                                      {L"ComLine", L"/record:\"" + RecordPath() + L"\" /exit:4"}};
         tv::Install install(mSession);
         install.LaunchPrereq(row);
-        EXPECT_EQ(install.Result(), c.result) << Narrow(c.options) << c.answer;
-        ASSERT_EQ(mMessages.OfType(c.promptType).size(), 1u);
-        EXPECT_EQ(mMessages.OfType(c.promptType)[0].Field(2), L"fakesetup.exe");
+        const std::string what = Narrow(c.options) + " size " + Narrow(c.exactSize) + " md5 " + Narrow(c.md5);
+        EXPECT_EQ(install.Result(), c.result) << what;
+        EXPECT_EQ(Launches().size(), c.promptType ? 0u : 1u) << what;
+        EXPECT_EQ(Property(L"Checked_RET"), c.promptType ? L"" : L"4") << what;
+        if (c.promptType) {
+            ASSERT_EQ(mMessages.OfType(c.promptType).size(), 1u) << what;
+            EXPECT_EQ(mMessages.OfType(c.promptType)[0].Field(2), L"fakesetup.exe");
+        }
     }
-    EXPECT_TRUE(Launches().empty());
-    EXPECT_EQ(Property(L"Checked_RET"), L"");
 }
 
 TEST_F(InstallRun, RestartLettersReachTheRestartCall) {
@@ -305,11 +318,41 @@ TEST_F(InstallRun, CommandLineByOperation) {
 
 TEST_F(InstallRun, ShellIsGivenThePathWithoutTheLongPrefix) {
     DWORD exitCode = 0;
-    EXPECT_TRUE(tv::LaunchAndWait(L"\\\\?\\" + mFolder + L"\\fakesetup.exe", L"/exit:7", L"", true, exitCode));
+    const std::wstring arguments = L"/record:\"" + RecordPath() + L"\" /exit:7";
+    EXPECT_TRUE(tv::LaunchAndWait(L"\\\\?\\" + mFolder + L"\\fakesetup.exe", arguments, L"", true, exitCode));
     EXPECT_EQ(exitCode, 7u);
+    std::ifstream in(Narrow(RecordPath()));
+    std::string commandLine, folder;
+    std::getline(in, commandLine);
+    std::getline(in, folder);
+    EXPECT_EQ(commandLine.find("\\\\?\\"), std::string::npos) << commandLine;
+    EXPECT_EQ(folder, Narrow(mFolder));  // the file's folder, also without the prefix
     exitCode = 0;
     EXPECT_FALSE(tv::LaunchAndWait(mFolder + L"\\missing.exe", L"", L"", true, exitCode));
     EXPECT_NE(exitCode, 0u);
+}
+
+TEST_F(InstallRun, ConsentProcessIsMatchedByItsExactName) {
+    EXPECT_EQ(tv::FindConsentProcess(), 0u);
+    for (const wchar_t* name : {L"CONSENT.EXE", L"consent.exe"}) {
+        const std::wstring copy = mFolder + L"\\" + name;
+        ::CopyFileW((mFolder + L"\\fakesetup.exe").c_str(), copy.c_str(), FALSE);
+        STARTUPINFOW startup{};
+        startup.cb = sizeof(startup);
+        PROCESS_INFORMATION process{};
+        std::wstring commandLine = L"\"" + copy + L"\" /sleep:3000";
+        ASSERT_TRUE(::CreateProcessW(copy.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                                     &startup, &process));
+        const DWORD found = tv::FindConsentProcess();
+        EXPECT_EQ(found, std::wstring(name) == L"consent.exe" ? process.dwProcessId : 0u) << Narrow(name);
+        // Headless, the process has no window to restore yet.
+        EXPECT_FALSE(tv::RestoreConsentWindow());
+        ::TerminateProcess(process.hProcess, 0);
+        ::WaitForSingleObject(process.hProcess, INFINITE);
+        ::CloseHandle(process.hThread);
+        ::CloseHandle(process.hProcess);
+        ::DeleteFileW(copy.c_str());
+    }
 }
 
 TEST_F(InstallRun, PrereqDirsIsTheDeepestFolderThatExisted) {
@@ -334,10 +377,48 @@ TEST_F(InstallRun, PrereqDirsIsTheDeepestFolderThatExisted) {
     }
 }
 
-TEST_F(InstallRun, NoActionTextRowNoActionStart) {
+TEST_F(InstallRun, NoRowPassesStillWritesTheNameLists) {
+    AddSetupRow(L"One", 1, {{L"MissingCondition", L"0"}});
+    AddSetupRow(L"Two", 2, {{L"MissingCondition", L"0"}, {L"DisplayName", L""}});
+    OpenIn();
+    SetProperty(L"TV_FOUND_PREREQS", L"");
+    EXPECT_EQ(tv::Install(mSession).Run(tv::PhasePre), 0u);
+    EXPECT_EQ(Property(L"TV_FOUND_PREREQS"), L"One|");  // an empty name keeps its place
+    EXPECT_EQ(Property(L"TV_MISSING_PREREQS"), L"");
+    EXPECT_EQ(ActionStarts().size(), 1u);
+    EXPECT_TRUE(Launches().empty());
+
+    // A package without a row for the install action: no action start.
     TestPackage bare;
+    bare.Row(L"ActionText", {L"TV_VerifyPrereq", L"Verifying", L"[1]"});
     bare.Table(L"TV_PreRequisite");
-    MSIHANDLE session = bare.OpenSession();
-    EXPECT_EQ(tv::Install(session).Run(tv::PhasePre), 0u);
+    mMessages.Clear();
+    EXPECT_EQ(tv::Install(bare.OpenSession()).Run(tv::PhasePre), 0u);
     EXPECT_TRUE(mMessages.OfType(INSTALLMESSAGE_ACTIONSTART).empty());
+}
+
+TEST_F(InstallRun, ExportsPassOnOrSwallowTheirResult) {
+    // One mandatory row that can't start, in each phase, still missing after.
+    mPackage.Product({L"F1"});
+    const std::pair<const wchar_t*, const wchar_t*> phases[] = {{L"Pre", L"ym"}, {L"Main", L"fm"}, {L"Post", L"pm"}};
+    int sequence = 0;
+    for (const auto& [key, options] : phases)
+        AddSetupRow(key, ++sequence, {{L"Location", 2}, {L"ComLine", L"/quiet"}, {L"Options", options},
+                                      {L"Feature_", L"F1"}});
+    mPackage.Row(L"ActionText", {L"TV_VerifyPrereq", L"Verifying", L"[1]"});
+    mPackage.Row(L"Error", {4153, L"[2] is missing."});
+    OpenIn();
+    for (const wchar_t* action : {L"CostInitialize", L"FileCost", L"CostFinalize"}) ::MsiDoActionW(mSession, action);
+    ::MsiSetFeatureStateW(mSession, L"F1", INSTALLSTATE_LOCAL);
+    struct Case {
+        const char* exportName;
+        bool failurePassedOn;
+    };
+    const Case cases[] = {{"InstallPrePrereq", false}, {"VerifyPrePrereq", true}, {"InstallPrereq", true},
+                          {"VerifyPrereq", true},      {"InstallPostPrereq", true}};
+    for (const Case& c : cases) {
+        const UINT result = Call(c.exportName);
+        EXPECT_EQ(result != 0, c.failurePassedOn) << c.exportName << " gave " << result;
+    }
+    EXPECT_NE(Property(L"Post_RET"), L"");
 }

@@ -164,36 +164,3 @@ TEST(ProcessUtil, LaunchTakesTheProgramFromApplicationOrCommandLine) {
     ::SetCurrentDirectoryW(previous);
     ::RemoveDirectoryW(folder.c_str());
 }
-
-TEST(ProcessUtil, FakeSetupDoesWhatItsArgumentsSay) {
-    const std::wstring folder = TestPackage::TempPath(L"-fake");
-    ::CreateDirectoryW(folder.c_str(), nullptr);
-    const std::wstring subkey = L"Software\\TvTest\\FakeSetup-" + std::to_wstring(::GetCurrentProcessId());
-    TempFile record, marker;
-
-    struct Run { std::wstring arguments; DWORD exitCode; size_t recordLines; };
-    const Run runs[] = {
-        {L"/quiet /record:" + record.path + L" /exit:1641 /marker:" + marker.path + L" \"/regvalue:" + subkey +
-             L"\\Answer=forty two\" /norestart",
-         1641, 2},
-        {L"/window:100 /record:" + record.path, 0, 4},  // the record grows
-        {L"/exit:3010 /sleep:50", 3010, 4},
-    };
-    std::vector<std::string> expected;
-    for (const Run& run : runs) {
-        FakeSetup setup(run.arguments, folder.c_str());
-        EXPECT_EQ(setup.Wait(), run.exitCode) << Narrow(run.arguments);
-        if (expected.size() < run.recordLines) {
-            expected.push_back(Narrow(setup.CommandLine()));
-            expected.push_back(Narrow(folder));
-        }
-        EXPECT_EQ(Lines(record.Read()), expected);
-    }
-    EXPECT_NE(::GetFileAttributesW(marker.path.c_str()), INVALID_FILE_ATTRIBUTES);
-    wchar_t data[32] = {};
-    DWORD size = sizeof(data);
-    ::RegGetValueW(HKEY_CURRENT_USER, subkey.c_str(), L"Answer", RRF_RT_REG_SZ, nullptr, data, &size);
-    EXPECT_STREQ(data, L"forty two");
-    ::RegDeleteKeyW(HKEY_CURRENT_USER, subkey.c_str());
-    ::RemoveDirectoryW(folder.c_str());
-}

@@ -1,7 +1,6 @@
 #include "Harness.h"
 #include <msiquery.h>
-#include <fstream>
-#include <sstream>
+#include <cstdio>
 #include <stdexcept>
 
 namespace tvtest {
@@ -50,10 +49,15 @@ void SessionTest::SetProperty(const std::wstring& name, const std::wstring& valu
 }
 
 std::string TempFile::Read() const {
-    std::ifstream in(Narrow(path), std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
+    // A wide path: the temporary folder may hold characters outside the
+    // ANSI code page.
+    std::string bytes;
+    if (FILE* file = ::_wfopen(path.c_str(), L"rb")) {
+        char buffer[65536];
+        for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, file)) > 0;) bytes.append(buffer, n);
+        std::fclose(file);
+    }
+    return bytes;
 }
 
 }  // namespace tvtest

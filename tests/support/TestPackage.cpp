@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <stdexcept>
+#include "frame/MsiHandle.h"
+#include "platform/KernelHandle.h"
 #include "prereq/Prerequisite.h"
 
 namespace tvtest {
@@ -168,33 +170,33 @@ TestPackage& TestPackage::TableSql(const std::wstring& createSql) {
 
 TestPackage& TestPackage::Row(const std::wstring& table, const std::vector<Value>& values) {
     if (std::find(mTables.begin(), mTables.end(), table) == mTables.end()) EnsureTable(table);
-    MSIHANDLE view = 0;
-    Check(::MsiDatabaseOpenViewW(mDatabase, (L"SELECT * FROM `" + table + L"`").c_str(), &view), "SELECT view");
-    ::MsiViewExecute(view, 0);
-    MSIHANDLE record = ::MsiCreateRecord(static_cast<UINT>(values.size()));
-    std::vector<std::wstring> streamFiles;
+    tv::MsiHandle view;
+    Check(::MsiDatabaseOpenViewW(mDatabase, (L"SELECT * FROM `" + table + L"`").c_str(), view.Put()), "SELECT view");
+    Check(::MsiViewExecute(view.Get(), 0), "SELECT execute");
+    tv::MsiHandle record(::MsiCreateRecord(static_cast<UINT>(values.size())));
     for (size_t i = 0; i < values.size(); ++i) {
         const UINT field = static_cast<UINT>(i + 1);
         const Value& value = values[i];
-        if (auto n = std::get_if<int>(&value)) ::MsiRecordSetInteger(record, field, *n);
-        else if (auto s = std::get_if<std::wstring>(&value)) ::MsiRecordSetStringW(record, field, s->c_str());
-        else if (auto c = std::get_if<const wchar_t*>(&value)) ::MsiRecordSetStringW(record, field, *c);
+        if (auto n = std::get_if<int>(&value)) ::MsiRecordSetInteger(record.Get(), field, *n);
+        else if (auto s = std::get_if<std::wstring>(&value)) ::MsiRecordSetStringW(record.Get(), field, s->c_str());
+        else if (auto c = std::get_if<const wchar_t*>(&value)) ::MsiRecordSetStringW(record.Get(), field, *c);
         else if (auto stream = std::get_if<Stream>(&value)) {
-            std::wstring file = TempPath(L".bin");
-            HANDLE h = ::CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-            DWORD written = 0;
-            if (!stream->bytes.empty())
-                ::WriteFile(h, stream->bytes.data(), static_cast<DWORD>(stream->bytes.size()), &written, nullptr);
-            ::CloseHandle(h);
-            Check(::MsiRecordSetStreamW(record, field, file.c_str()), "MsiRecordSetStream");
-            streamFiles.push_back(file);
+            // The installer takes a stream from a file only; the record reads
+            // it at once, so the file can go right after.
+            const std::wstring file = TempPath(L".bin");
+            {
+                tv::KernelHandle out(::CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+                if (!out) throw std::runtime_error("cannot write a stream file");
+                DWORD written = 0;
+                if (!stream->bytes.empty())
+                    ::WriteFile(out.Get(), stream->bytes.data(), static_cast<DWORD>(stream->bytes.size()), &written, nullptr);
+            }
+            const UINT rc = ::MsiRecordSetStreamW(record.Get(), field, file.c_str());
+            ::DeleteFileW(file.c_str());
+            Check(rc, "MsiRecordSetStream");
         }
     }
-    UINT rc = ::MsiViewModify(view, MSIMODIFY_INSERT, record);
-    ::MsiCloseHandle(record);
-    ::MsiCloseHandle(view);
-    for (const auto& file : streamFiles) ::DeleteFileW(file.c_str());
-    Check(rc, "MsiViewModify insert");
+    Check(::MsiViewModify(view.Get(), MSIMODIFY_INSERT, record.Get()), "MsiViewModify insert");
     return *this;
 }
 
