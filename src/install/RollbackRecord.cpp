@@ -62,7 +62,13 @@ std::wstring TakeRollbackValue(MSIHANDLE session) {
         if (!key.IsOpen()) return {};
         value = key.GetText(kValueName);
     }
-    if (!value.empty()) RegistryKey(L"", HKEY_CURRENT_USER, true).DeleteTree(keyText);
+    if (!value.empty()) {
+        // Delete through the parent key: a key opened on the hive itself
+        // would hand out, and then close, the process's own hive handle.
+        const size_t slash = keyText.rfind(L'\\');
+        if (slash != std::wstring::npos)
+            RegistryKey(keyText.substr(0, slash), HKEY_CURRENT_USER, true).DeleteTree(keyText.substr(slash + 1));
+    }
     return value;
 }
 

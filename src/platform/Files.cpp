@@ -194,7 +194,8 @@ DWORD CreateFolderChain(const std::wstring& path) {
     // The last element is the file's name and gets no folder.
     for (size_t i = 0; i + 1 < elements.size(); ++i) {
         std::wstring next = current + L'\\' + elements[i];
-        if (!::CreateDirectoryW(next.c_str(), nullptr)) {
+        // A chain given in normal form still gets the long form for the call.
+        if (!::CreateDirectoryW(ToLongPath(next).c_str(), nullptr)) {
             error = ::GetLastError();
             // A share's own root can't be made and may still be reachable.
             if (error != ERROR_ALREADY_EXISTS && !network) {

@@ -91,11 +91,21 @@ TEST_F(RollbackRun, BothPhasesFromOneStoredValueInStoredOrder) {
     EXPECT_EQ(tv::Rollback(mSession).Run(tv::PhaseMain), 0u);
     EXPECT_EQ(Undone(), (std::vector<std::string>{"A", "C"}));
     EXPECT_EQ(Stored(), L"");  // the pre-install entry is lost with the value
+    std::vector<std::wstring> lines;
+    for (const auto& line : mMessages.LogLines())
+        if (line.find(L"Rollback::Run") != std::wstring::npos || line.find(L": Rollback prereq: ") != std::wstring::npos)
+            lines.push_back(line);
+    const std::wstring prefix = L"TV_RollbackPrereq: ";
+    EXPECT_EQ(lines, (std::vector<std::wstring>{prefix + L"Entering Rollback::Run()",
+                                                prefix + L"Rollback prereq: A File:  Cmd: " + Undo(L"A"),
+                                                prefix + L"Rollback prereq: C File:  Cmd: " + Undo(L"C"),
+                                                prefix + L"End Rollback::Run()"}));
+    // Nothing stored any more: the two lines and no launch.
+    mMessages.Clear();
     EXPECT_EQ(tv::Rollback(mSession).Run(tv::PhasePre), 0u);
     EXPECT_EQ(Undone().size(), 2u);
-    const auto lines = mMessages.LogLines();
-    ASSERT_GE(lines.size(), 2u);
-    EXPECT_EQ(lines.back(), L"TV_RollbackPrereq: End Rollback::Run()");
+    EXPECT_EQ(mMessages.LogLines(),
+              (std::vector<std::wstring>{prefix + L"Entering Rollback::Run()", prefix + L"End Rollback::Run()"}));
 }
 
 TEST_F(RollbackRun, AFailedStartLosesTheRest) {
@@ -130,23 +140,26 @@ TEST_F(RollbackRun, LaunchRecordsTheUndoOfWhatItDid) {
     Open();
     SetProperty(L"SourceDir", TvDll::Folder() + L"\\");
     SetProperty(L"UILevel", L"5");
+    std::wstring expected;  // entries follow one another in launch order
     for (const Case& c : cases) {
-        SetProperty(L"TV_ROLLBACK_PREREQS", L"");
         SetProperty(L"Installed", c.installed ? L"1" : L"");
         const tv::Prerequisite row = {{L"PrereqKey", L"K"}, {L"Location", L"0"}, {L"TargetName", L"fakesetup.exe"},
                                       {L"Options", c.options}, {L"MissingCondition", c.missing},
                                       {L"ComLine", L"/install"}, {L"RepairComLine", L"/repair"},
                                       {L"UninstallComLine", L"/remove"}};
         tv::Install(mSession).LaunchPrereq(row);
-        const std::wstring expected =
-            c.stored.empty() ? L"" : L"K" + kF1 + TvDll::Folder() + L"\\fakesetup.exe" + kF1 + c.stored + kF1 + c.options;
+        if (!c.stored.empty())
+            expected += (expected.empty() ? L"" : kE2) + L"K" + kF1 + TvDll::Folder() + L"\\fakesetup.exe" + kF1 +
+                        c.stored + kF1 + c.options;
         EXPECT_EQ(Property(L"TV_ROLLBACK_PREREQS"), expected) << c.name;
     }
 }
 
 TEST_F(RollbackRun, VerificationStoresFirstThenAsks) {
-    mPackage.Prereq({{L"PrereqKey", L"Arrived"}, {L"DisplayName", L"Arrived"}, {L"Options", L"f"}, {L"Sequence", 1},
+    mPackage.Prereq({{L"PrereqKey", L"Arrived"}, {L"DisplayName", L"Arrived"}, {L"Options", L"yl"}, {L"Sequence", 1},
                      {L"MissingCondition", L"0"}});
+    mPackage.Prereq({{L"PrereqKey", L"Unselected"}, {L"DisplayName", L"Unselected"}, {L"Options", L"yml"},
+                     {L"Sequence", 5}, {L"MissingCondition", L"1"}});
     mPackage.Prereq({{L"PrereqKey", L"Optional"}, {L"DisplayName", L"Optional"}, {L"Options", L"y"}, {L"Sequence", 2},
                      {L"MissingCondition", L"1"}});
     mPackage.Prereq({{L"PrereqKey", L"Ignored"}, {L"DisplayName", L"Ignored"}, {L"Options", L"yi"}, {L"Sequence", 3},
@@ -155,9 +168,12 @@ TEST_F(RollbackRun, VerificationStoresFirstThenAsks) {
                      {L"Sequence", 4}, {L"MissingCondition", L"1"}});
     Open();
     SetProperty(L"UILevel", L"5");
-    const std::wstring entries = tv::JoinRollbackEntries({{L"Optional", L"", L"/u", L"yl"},
+    SetProperty(L"Unselected", L"0");  // its selection property says no
+    const std::wstring entries = tv::JoinRollbackEntries({{L"Arrived", L"", L"/u", L"yl"},
+                                                         {L"Optional", L"", L"/u", L"yl"},
                                                          {L"Ignored", L"", L"/u", L"yl"},
-                                                         {L"Gone", L"", L"/u", L"yl"}});
+                                                         {L"Gone", L"", L"/u", L"yl"},
+                                                         {L"Unselected", L"", L"/u", L"yl"}});
     struct Case {
         const char* name;
         std::vector<int> answers;
@@ -179,9 +195,10 @@ TEST_F(RollbackRun, VerificationStoresFirstThenAsks) {
             if (m.Kind() == INSTALLMESSAGE_ERROR || m.Kind() == INSTALLMESSAGE_WARNING)
                 reported.push_back(m.Field(1) + L" " + m.Field(2));
         EXPECT_EQ(reported, c.reported) << c.name;
-        // The missing row's entry is dropped; the others, of a row marked i or
-        // of a key no longer in the table, stay.
-        EXPECT_EQ(Stored(), tv::JoinRollbackEntries({{L"Ignored", L"", L"/u", L"yl"}, {L"Gone", L"", L"/u", L"yl"}}))
+        // The missing row's entry is dropped; the others stay: arrived, marked
+        // i, no longer in the table, or not selected.
+        EXPECT_EQ(Stored(), tv::JoinRollbackEntries({{L"Arrived", L"", L"/u", L"yl"}, {L"Ignored", L"", L"/u", L"yl"},
+                                                     {L"Gone", L"", L"/u", L"yl"}, {L"Unselected", L"", L"/u", L"yl"}}))
             << c.name;
     }
 }
@@ -243,6 +260,7 @@ TEST_F(RollbackRun, PrereqsFulfilledForTheDialogs) {
         {"InstallCondition false", {{{L"MissingCondition", L"1"}, {L"InstallCondition", L"0"}}}, true},
         {"not selected", {{{L"MissingCondition", L"1"}, {L"PrereqKey", L"Unselected"}}}, true},
         {"other language", {{{L"MissingCondition", L"1"}, {L"Languages", L"1"}}}, true},
+        {"only on ARM64", {{{L"MissingCondition", L"1"}, {L"Options", L"d"}}}, true},
     };
     for (const Case& c : cases) {
         TestPackage package;

@@ -43,3 +43,27 @@ TEST(PathText, VolumeRootEndsInABackslash) {
         {L"\\\\srv\\share", L"\\\\srv\\share"}, {L"\\\\", L""}};
     for (const auto& [in, out] : cases) EXPECT_EQ(tv::VolumeRootOf(in), out) << Narrow(in);
 }
+
+TEST(PathText, PartsOfAPath) {
+    struct Case {
+        const wchar_t *path, *parent, *folder, *name;
+    };
+    const Case cases[] = {
+        {L"C:\\a\\b\\", L"C:\\a", L"C:\\a\\b", L""},  // a final "\" is ignored by ParentFolder only
+        {L"C:\\a\\b", L"C:\\a", L"C:\\a", L"b"},
+        {L"name", L"name", L"", L"name"},
+        {L"", L"", L"", L""},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(tv::ParentFolder(c.path), c.parent) << Narrow(c.path);
+        EXPECT_EQ(tv::FolderOf(c.path), c.folder) << Narrow(c.path);
+        EXPECT_EQ(tv::FileNameOf(c.path), c.name) << Narrow(c.path);
+    }
+    EXPECT_EQ(tv::AddBackslash(L"C:\\a"), L"C:\\a\\");
+    EXPECT_EQ(tv::AddBackslash(L"C:\\a\\"), L"C:\\a\\");
+    EXPECT_EQ(tv::AddBackslash(L""), L"");
+    EXPECT_TRUE(tv::IsSameOrBelow(L"C:\\A\\b", L"c:\\a"));
+    EXPECT_TRUE(tv::IsSameOrBelow(L"C:\\a", L"C:\\a"));
+    EXPECT_FALSE(tv::IsSameOrBelow(L"C:\\ab", L"C:\\a"));
+    EXPECT_FALSE(tv::IsSameOrBelow(L"C:", L"C:\\a"));
+}
