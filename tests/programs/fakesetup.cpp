@@ -61,11 +61,11 @@ void Mark(const std::wstring& file) {
 
 // "<subkey>\<name>=<data>": the name is what lies between the last
 // backslash before the "=" and the "=".
-void SetRegistryValue(const std::wstring& spec) {
-    const size_t equals = spec.find(L'=');
+void SetRegistryValue(const std::wstring& assignment) {
+    const size_t equals = assignment.find(L'=');
     if (equals == std::wstring::npos) return;
-    const std::wstring path = spec.substr(0, equals);
-    const std::wstring data = spec.substr(equals + 1);
+    const std::wstring path = assignment.substr(0, equals);
+    const std::wstring data = assignment.substr(equals + 1);
     const size_t slash = path.rfind(L'\\');
     if (slash == std::wstring::npos) return;
     HKEY key = nullptr;
