@@ -1,5 +1,5 @@
-// The table reader against real databases: cell rules, queries, streams.
-#include <numeric>
+// The table reader against real databases: cell rules, queries, streams and
+// error templates.
 #include "Harness.h"
 #include "frame/DebugLog.h"
 #include "frame/MsiTableReader.h"
@@ -7,6 +7,7 @@
 using namespace tvtest;
 using tv::Cell;
 using tv::MsiTableReader;
+using Texts = std::vector<std::wstring>;
 
 namespace {
 
@@ -28,161 +29,78 @@ protected:
         mPackage.Table(L"Binary");
         for (size_t size : {0u, 1u, 51200u, 51201u, 200000u})
             mPackage.Row(L"Binary", {L"s" + std::to_wstring(size), Stream{Bytes(size)}});
-        mPackage.Table(L"UIText");
     }
-    void LogOn() {
-        mLog = std::make_unique<DebugLogSwitch>();
-        tv::DebugLog::Instance().Init(mSession, L"TV_Test");
-    }
-    std::unique_ptr<DebugLogSwitch> mLog;
 };
 
 }  // namespace
 
-TEST(ReaderQuery, BuildsTheExactSqlText) {
-    const wchar_t* const two[] = {L"Description", L"Template", nullptr};
-    const wchar_t* const one[] = {L"Sequence", nullptr};
-    const wchar_t* const none[] = {nullptr};
-    struct Case {
-        const wchar_t* const* columns;
-        const wchar_t* const* sort;
-        const wchar_t* where;
-        std::wstring query;
-    };
-    const Case cases[] = {
-        {two, nullptr, L" `Action` = 'AppSearch' ",
-         L"SELECT `Description`,`Template` FROM `ActionText` WHERE  `Action` = 'AppSearch' "},
-        {nullptr, nullptr, nullptr, L"SELECT * FROM `ActionText`"},
-        {nullptr, none, L"", L"SELECT * FROM `ActionText`"},
-        {one, one, nullptr, L"SELECT `Sequence` FROM `ActionText` ORDER BY `Sequence`"},
-        {nullptr, two, L"`Key` = 'it''s'", L"SELECT * FROM `ActionText` WHERE `Key` = 'it''s' ORDER BY `Description`,`Template`"},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(MsiTableReader::BuildQuery(L"ActionText", c.columns, c.sort, c.where), c.query);
-}
-
-TEST_F(Reader, EveryCellArrivesAsText) {
+TEST_F(Reader, EveryCellArrivesAsTextAndEveryStreamWhole) {
     Open();
     MsiTableReader reader(mSession);
     const wchar_t* const order[] = {L"Key", nullptr};
     ASSERT_TRUE(reader.Open(L"Cells", nullptr, order, nullptr));
-    EXPECT_EQ(reader.GetColumns(), (std::vector<std::wstring>{L"Key", L"Text", L"Local", L"Number", L"Small", L"Long"}));
-    const auto& rows = reader.GetRows();
-    ASSERT_EQ(rows.size(), 3u);
-    struct Expect {
-        const wchar_t* column;
-        std::wstring a, b, c;
+    EXPECT_EQ(reader.GetColumns(), (Texts{L"Key", L"Text", L"Local", L"Number", L"Small", L"Long"}));
+    // A null integer is empty, not "0"; a negative one keeps its sign.
+    const std::vector<tv::TableRow> rows = {
+        {{L"Key", L"a"}, {L"Text", L"alpha"}, {L"Local", L"Alpha"}, {L"Number", L"12"}, {L"Small", L"3"},
+         {L"Long", L"x"}},
+        {{L"Key", L"b"}, {L"Text", L""}, {L"Local", L""}, {L"Number", L""}, {L"Small", L"-7"}, {L"Long", L""}},
+        {{L"Key", L"c"}, {L"Text", L"it's"}, {L"Local", L""}, {L"Number", L"-2147483647"}, {L"Small", L""},
+         {L"Long", std::wstring(3000, L'L')}},
     };
-    const Expect expected[] = {
-        {L"Text", L"alpha", L"", L"it's"},
-        {L"Local", L"Alpha", L"", L""},
-        {L"Number", L"12", L"", L"-2147483647"},  // a null integer is empty, not "0"
-        {L"Small", L"3", L"-7", L""},
-        {L"Long", L"x", L"", std::wstring(3000, L'L')},
-    };
-    for (const Expect& e : expected) {
-        EXPECT_EQ(Cell(rows[0], e.column), e.a) << Narrow(e.column);
-        EXPECT_EQ(Cell(rows[1], e.column), e.b) << Narrow(e.column);
-        EXPECT_EQ(Cell(rows[2], e.column), e.c) << Narrow(e.column);
-    }
-    const size_t before = rows[0].size();
-    EXPECT_EQ(Cell(rows[0], L"NoSuchColumn"), L"");
-    EXPECT_EQ(Cell(rows[0], L"text"), L"");  // names keep their case
-    EXPECT_EQ(rows[0].size(), before);
-}
+    EXPECT_EQ(reader.GetRows(), rows);
+    EXPECT_EQ(Cell(reader.GetRows()[0], L"NoSuchColumn"), L"");
+    EXPECT_EQ(Cell(reader.GetRows()[0], L"text"), L"");  // names keep their case
 
-TEST_F(Reader, StreamsArriveWholeAndInFetchOrder) {
-    Open();
-    MsiTableReader reader(mSession);
     const wchar_t* const columns[] = {L"Name", L"Data", nullptr};
     ASSERT_TRUE(reader.Open(L"Binary", columns, nullptr, L"`Name` = 's0' OR `Name` = 's51201'"));
-    ASSERT_EQ(reader.GetRows().size(), 2u);
-    ASSERT_EQ(reader.Binaries().size(), 2u);
+    ASSERT_EQ(reader.Binaries().size(), 2u);  // an empty stream keeps its place
     for (size_t i = 0; i < 2; ++i) {
-        const auto& row = reader.GetRows()[i];
+        const auto& row = reader.GetRows().at(i);
         EXPECT_EQ(Cell(row, L"Data"), L"{Binary Data}");
-        const size_t size = Cell(row, L"Name") == L"s0" ? 0 : 51201;
-        EXPECT_EQ(reader.Binaries()[i], Bytes(size));
+        EXPECT_EQ(reader.Binaries()[i], Bytes(Cell(row, L"Name") == L"s0" ? 0 : 51201));
     }
+    MSIHANDLE database = ::MsiGetActiveDatabase(mSession);
+    for (size_t size : {0u, 1u, 51200u, 51201u, 200000u}) {
+        TempFile out(L".bin");
+        const std::wstring query = L"SELECT `Data` FROM `Binary` WHERE `Name` = 's" + std::to_wstring(size) + L"'";
+        EXPECT_TRUE(tv::ExtractBinary(database, query, out.path)) << size;
+        const std::string text = out.Read();
+        EXPECT_EQ(std::vector<std::uint8_t>(text.begin(), text.end()), Bytes(size)) << size;
+    }
+    EXPECT_FALSE(tv::ExtractBinary(database, L"SELECT `Data` FROM `Binary` WHERE `Name` = 'nope'", TempFile().path));
+    ::MsiCloseHandle(database);
 }
 
-TEST_F(Reader, EmptyTableFailedQueryAndReopen) {
+TEST_F(Reader, ErrorTemplatesFailedQueriesAndReopening) {
+    mPackage.Table(L"Error");
+    mPackage.Row(L"Error", {4153, L"[2] is still missing."});
     Open();
-    LogOn();
+    DebugLogSwitch atom;
+    tv::DebugLog::Instance().Init(mSession, L"TV_Test");
     MsiTableReader reader(mSession);
-    EXPECT_FALSE(reader.Open(L"UIText", nullptr, nullptr, nullptr));
-    EXPECT_EQ(reader.GetColumns(), (std::vector<std::wstring>{L"Key", L"Text"}));
+    EXPECT_EQ(reader.GetErrorTemplate(4153), L"[2] is still missing.");
+    EXPECT_EQ(reader.GetErrorTemplate(4154), L"");
+    EXPECT_EQ(reader.GetColumns(), (Texts{L"Error", L"Message"}));  // filled without a row
+    Texts templates;  // none for the number without a row
+    for (const auto& line : mMessages.LogLines())
+        if (line.find(L"Error template") != std::wstring::npos) templates.push_back(line);
+    EXPECT_EQ(templates, Texts{L"TV_Test: Error template [4153]: [2] is still missing."});
 
+    // A failed query is logged as built, a quote of the where text unchanged.
     mMessages.Clear();
-    EXPECT_FALSE(reader.Open(L"NoSuchTable", nullptr, nullptr, L"`Key` = 'it''s'"));
-    EXPECT_FALSE(reader.Ok());
+    const wchar_t* const two[] = {L"A", L"B", nullptr};
+    EXPECT_FALSE(reader.Open(L"NoSuchTable", two, two, L"`Key` = 'it''s'"));
     EXPECT_TRUE(reader.GetColumns().empty());
     const auto lines = mMessages.LogLines();
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[0], L"TV_Test: RESET READER");
-    EXPECT_EQ(lines[1].rfind(L"TV_Test: Error opening View: [SELECT * FROM `NoSuchTable` WHERE `Key` = 'it''s'] "
-                             L"Error code:", 0),
-              0u);
-
-    const wchar_t* const badColumn[] = {L"Nope", nullptr};
-    EXPECT_FALSE(reader.Open(L"Cells", badColumn, nullptr, nullptr));
+    EXPECT_EQ(lines[1].rfind(L"TV_Test: Error opening View: [SELECT `A`,`B` FROM `NoSuchTable` WHERE `Key` = 'it''s' "
+                             L"ORDER BY `A`,`B`] Error code:", 0), 0u) << Narrow(lines[1]);
+    // The next good query works and replaces the previous result whole.
     EXPECT_TRUE(reader.Open(L"Cells", nullptr, nullptr, L"`Key` = 'b'"));
-    ASSERT_EQ(reader.GetRows().size(), 1u);
-    EXPECT_EQ(Cell(reader.GetRows()[0], L"Small"), L"-7");
-    EXPECT_TRUE(reader.Open(L"Cells", nullptr, nullptr, nullptr));
-    EXPECT_EQ(reader.GetRows().size(), 3u);  // the second result replaces the first
-}
-
-TEST_F(Reader, WorksOnADatabaseHandleAndWithoutOne) {
-    mPackage.Build();
-    MSIHANDLE database = 0;
-    ASSERT_EQ(::MsiOpenDatabaseW(mPackage.Path().c_str(), MSIDBOPEN_READONLY, &database), 0u);
-    {
-        MsiTableReader reader(database);
-        EXPECT_TRUE(reader.Open(L"Cells", nullptr, nullptr, nullptr));
-        EXPECT_EQ(reader.GetRows().size(), 3u);
-    }
-    // The reader borrowed the handle: it is still usable.
-    MSIHANDLE view = 0;
-    EXPECT_EQ(::MsiDatabaseOpenViewW(database, L"SELECT * FROM `Cells`", &view), 0u);
-    ::MsiCloseHandle(view);
-    ::MsiCloseHandle(database);
-
-    MsiTableReader none(static_cast<MSIHANDLE>(0));
-    EXPECT_FALSE(none.Ok());
-    EXPECT_FALSE(none.Open(L"Cells", nullptr, nullptr, nullptr));
-}
-
-TEST_F(Reader, ExtractBinaryWritesEveryByte) {
-    Open();
-    MSIHANDLE database = ::MsiGetActiveDatabase(mSession);
-    for (size_t size : {0u, 1u, 51200u, 51201u, 200000u}) {
-        SCOPED_TRACE(size);
-        TempFile out(L".bin");
-        const std::wstring query = L"SELECT `Data` FROM `Binary` WHERE `Name` = 's" + std::to_wstring(size) + L"'";
-        EXPECT_TRUE(tv::ExtractBinary(database, query, out.path));
-        const std::string text = out.Read();
-        EXPECT_EQ(std::vector<std::uint8_t>(text.begin(), text.end()), Bytes(size));
-    }
-    TempFile none;
-    EXPECT_FALSE(tv::ExtractBinary(database, L"SELECT `Data` FROM `Binary` WHERE `Name` = 'nope'", none.path));
-    EXPECT_FALSE(tv::ExtractBinary(database, L"SELECT `Data` FROM `Nowhere`", none.path));
-    ::MsiCloseHandle(database);
-}
-
-TEST_F(Reader, ErrorTemplatesAndUiTexts) {
-    mPackage.Table(L"Error");
-    mPackage.Row(L"Error", {4153, L"[2] is still missing."});
-    mPackage.Row(L"UIText", {L"InstallingPrereq", L"Installing [1]"});
-    Open();
-    LogOn();
-    MsiTableReader reader(mSession);
-    EXPECT_EQ(reader.GetErrorTemplate(4153), L"[2] is still missing.");
-    EXPECT_EQ(reader.GetErrorTemplate(4154), L"");
-    EXPECT_EQ(reader.GetUiText(L"InstallingPrereq"), L"Installing [1]");
-    EXPECT_EQ(reader.GetUiText(L"Missing"), L"");
-    bool logged = false;
-    for (const auto& line : mMessages.LogLines())
-        logged |= line == L"TV_Test: Error template [4153]: [2] is still missing.";
-    EXPECT_TRUE(logged);
+    EXPECT_EQ(reader.GetRows().size(), 1u);
+    const wchar_t* const noColumns[] = {nullptr};  // an empty sort list and where text add nothing
+    EXPECT_TRUE(reader.Open(L"Cells", nullptr, noColumns, L""));
+    EXPECT_EQ(reader.GetRows().size(), 3u);
 }

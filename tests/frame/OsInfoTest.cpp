@@ -1,7 +1,6 @@
 // Operating-system detection from version keys built below a scratch key of
 // HKCU, and the real record of this Wine prefix.
 #include <sstream>
-#include <vector>
 #include "Harness.h"
 #include "frame/OsInfo.h"
 #include "platform/RegistryKey.h"
@@ -14,16 +13,14 @@ namespace {
 // REG_DWORD data in decimal; a multi-string's final empty string is added.
 struct Entry { const wchar_t* name; DWORD type; std::wstring data; };
 
+// Creates the key with its values; no entries, no key.
 void Store(const std::wstring& path, const std::vector<Entry>& entries) {
-    tv::RegistryKey key(path, HKEY_CURRENT_USER, true);
-    ASSERT_EQ(key.Create(HKEY_CURRENT_USER, path, KEY_ALL_ACCESS), ERROR_SUCCESS);
     for (const Entry& e : entries) {
         const DWORD number = e.type == REG_DWORD ? std::stoul(e.data) : 0;
         const std::wstring text = e.data + L'\0';
-        const bool isNumber = e.type == REG_DWORD;
-        const void* data = isNumber ? static_cast<const void*>(&number) : text.c_str();
-        const DWORD size = isNumber ? 4 : static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));
-        ASSERT_EQ(::RegSetValueExW(key.Handle(), e.name, 0, e.type, static_cast<const BYTE*>(data), size), 0);
+        const void* data = e.type == REG_DWORD ? static_cast<const void*>(&number) : text.c_str();
+        const auto size = static_cast<DWORD>(e.type == REG_DWORD ? 4 : (text.size() + 1) * sizeof(wchar_t));
+        ASSERT_EQ(::RegSetKeyValueW(HKEY_CURRENT_USER, path.c_str(), e.name, e.type, data, size), 0);
     }
 }
 
@@ -38,10 +35,9 @@ std::string Describe(const tv::OsInfo& i) {
 }  // namespace
 
 TEST(OsInfo, DetectionFromTheRegistry) {
-    const std::wstring name = L"OsInfo-" + std::to_wstring(::GetCurrentProcessId());
+    const std::wstring root = L"Software\\TvTest\\OsInfo-" + std::to_wstring(::GetCurrentProcessId());
     const std::wstring csd = L"Service Pack " + std::wstring(186, L'x') + L"3";
-    const wchar_t* const major = L"CurrentMajorVersionNumber";
-    const wchar_t* const build = L"CurrentBuildNumber";
+    const wchar_t *const major = L"CurrentMajorVersionNumber", *const build = L"CurrentBuildNumber";
     struct Case { std::vector<Entry> version, product; tv::OsInfo expected; };
     const Case cases[] = {
         {{{major, REG_DWORD, L"10"}, {L"CurrentVersion", REG_SZ, L"6.3"}, {build, REG_SZ, L"22621"}},
@@ -62,19 +58,12 @@ TEST(OsInfo, DetectionFromTheRegistry) {
           .isServer = true}},
         {{}, {{L"ProductType", REG_SZ, L"ServerNT"}}, {}},
     };
-    // A fresh prefix has no scratch key yet: make it, or nothing is cleaned
-    // between the cases.
-    tv::RegistryKey scratch(L"Software\\TvTest", HKEY_CURRENT_USER, true);
-    if (!scratch.IsOpen()) {
-        ASSERT_EQ(scratch.Create(HKEY_CURRENT_USER, L"Software\\TvTest", KEY_ALL_ACCESS), 0);
-    }
     for (const Case& c : cases) {
-        const std::wstring root = L"Software\\TvTest\\" + name;
-        if (!c.version.empty()) Store(root + L"\\Software\\Microsoft\\Windows NT\\CurrentVersion", c.version);
+        Store(root + L"\\Software\\Microsoft\\Windows NT\\CurrentVersion", c.version);
         Store(root + L"\\SYSTEM\\CurrentControlSet\\Control\\ProductOptions", c.product);
         const tv::OsInfo found = tv::DetectOsInfo(tv::RegistryKey(root, HKEY_CURRENT_USER, false).Handle());
         EXPECT_EQ(found, c.expected) << Describe(found) << "\nexpected " << Describe(c.expected);
-        EXPECT_EQ(scratch.DeleteTree(name), ERROR_SUCCESS);
+        EXPECT_EQ(::RegDeleteTreeW(HKEY_CURRENT_USER, root.c_str()), ERROR_SUCCESS);
     }
 }
 

@@ -8,50 +8,31 @@
 using namespace tvtest;
 using Tokens = std::vector<std::wstring>;
 
-TEST(CmdLine, SplitArguments) {
+TEST(CmdLine, SplitAndJoinArguments) {
     const std::pair<const wchar_t*, Tokens> cases[] = {
-        {L"  a  b ", {L"a", L"b"}},
-        {L"   ", {}},
-        {L"KEY=\"a b\" /q", {L"KEY=a b", L"/q"}},
-        {L"\"a \"\"x\"\" b\"", {L"a \"x\" b"}},
-        {L"a\tb c", {L"a\tb", L"c"}},
-        {L"/qb \"unterminated x", {L"/qb"}},
+        {L"  a  b ", {L"a", L"b"}}, {L"   ", {}}, {L"KEY=\"a b\" /q", {L"KEY=a b", L"/q"}},
+        {L"\"a \"\"x\"\" b\"", {L"a \"x\" b"}}, {L"a\tb c", {L"a\tb", L"c"}}, {L"/qb \"unterminated x", {L"/qb"}},
         {L"x \"a\"b y", {L"x"}},        // a closing quote must end the token
         {L"x \"a\"\"", {L"x"}},         // an escaped pair is no closing quote
         {L"\"C:\\a b\\\\\" z\\\\", {L"C:\\a b\\", L"z\\"}},
         {L"PROP=\"\" a \"\" b", {L"PROP=", L"a", L"", L"b"}},
     };
     for (const auto& [text, tokens] : cases) EXPECT_EQ(tv::SplitArguments(text), tokens) << Narrow(text);
-}
-
-TEST(CmdLine, JoinArgumentsAndRoundTrip) {
-    const std::pair<Tokens, const wchar_t*> cases[] = {
+    const std::pair<Tokens, const wchar_t*> joins[] = {
         {{L"KEY=a b", L"K=v", L"PROP="}, L"KEY=\"a b\" K=v PROP=\"\""},
         {{L"K=say \"hi\""}, L"K=\"say \"\"hi\"\"\""},
         {{L"C:\\a b\\", L"C:\\a b", L"\"C:\\a b\""}, L"\"C:\\a b\\\\\" \"C:\\a b\" \"C:\\a b\""},
-        {{L"a b=c", L"=x y"}, L"\"a b=c\" \"=x y\""},
-        {{L"/i", L"", L"/qn"}, L"/i"},
-        {{}, L""},
+        {{L"a b=c", L"=x y"}, L"\"a b=c\" \"=x y\""}, {{L"/i", L"", L"/qn"}, L"/i"}, {{}, L""},
     };
-    for (const auto& [tokens, text] : cases) EXPECT_EQ(tv::JoinArguments(tokens), text) << Narrow(text);
-    for (const wchar_t* text : {L"/i \"C:\\a b\\\\\" KEY=\"x y\" PROP=\"\" /qn", L"V=\"a \"\"q\"\" b\" /l*v \"C:\\l g\\x.log\""})
-        EXPECT_EQ(tv::JoinArguments(tv::SplitArguments(text)), text) << Narrow(text);
-}
-
-TEST(CmdLine, IsMsiexecSwitch) {
-    for (const wchar_t* yes : {L"/i", L"/qb/i", L"/forcerestart", L"/fa", L"/a", L"/x", L"/j"})
-        EXPECT_TRUE(tv::IsMsiexecSwitch(yes)) << Narrow(yes);
-    for (const wchar_t* no : {L"/I", L"/qn", L"/quiet", L"", L"i"}) EXPECT_FALSE(tv::IsMsiexecSwitch(no)) << Narrow(no);
+    for (const auto& [tokens, text] : joins) EXPECT_EQ(tv::JoinArguments(tokens), text) << Narrow(text);
 }
 
 TEST(CmdLine, ProcessCmdLine) {
     const std::wstring msiexec = tv::GetMsiexecPath();
     ASSERT_TRUE(msiexec.ends_with(L"\\system32\\msiexec.exe")) << Narrow(msiexec);
-    wchar_t temp[MAX_PATH];
-    const std::wstring folder = std::wstring(temp, ::GetTempPathW(MAX_PATH, temp)) + L"tv cmd test";
-    const std::wstring run = folder + L"\\run.exe";
-    ::CreateDirectoryW(folder.c_str(), nullptr);
-    ::CloseHandle(::CreateFileW(run.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+    const TempFile program(L" run.exe");  // a path with a blank
+    ::CloseHandle(::CreateFileW(program.path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+    const std::wstring run = program.path, none = TestPackage::TempPath(L" none.exe");
     const std::wstring guid = L"{12345678-1234-1234-1234-12345678ABCD}";
     struct Case { std::wstring file, raw, app, args; };
     const Case cases[] = {
@@ -59,7 +40,7 @@ TEST(CmdLine, ProcessCmdLine) {
         {L"C:\\a\\setup.exe", L"\"" + run + L"\" /s", run, L"/s"},
         {L"C:\\a\\p.msi", L"\"" + run + L"\"  /s /q", run, L" /s /q"},
         {L"C:\\a\\p.msi", msiexec + L" /x " + guid + L" /qn", msiexec, L"/x " + guid + L" /qn"},
-        {L"C:\\a\\setup.exe", L"\"" + folder + L"\\none.exe\" /s", L"C:\\a\\setup.exe", L"\"" + folder + L"\\none.exe\" /s"},
+        {L"C:\\a\\setup.exe", L"\"" + none + L"\" /s", L"C:\\a\\setup.exe", L"\"" + none + L"\" /s"},
         {L"C:\\a\\setup.exe", L"msiexec.exe /x " + guid, L"C:\\a\\setup.exe", L"msiexec.exe /x " + guid},
         {L"", L"/quiet", L"", L"/quiet"},
         {L"C:\\a\\p.msi", L"TRANSFORMS=x.mst /qb", msiexec, L"/i C:\\a\\p.msi TRANSFORMS=x.mst /qb"},
@@ -81,27 +62,20 @@ TEST(CmdLine, ProcessCmdLine) {
         EXPECT_EQ(command.mApplicationPath, c.app) << Narrow(c.file + L" | " + c.raw);
         EXPECT_EQ(command.mProcessedCmdLine, c.args) << Narrow(c.file + L" | " + c.raw);
     }
-    ::DeleteFileW(run.c_str());
-    ::RemoveDirectoryW(folder.c_str());
 }
 
 class CmdLineLog : public SessionTest {};
 
 TEST_F(CmdLineLog, StartEndAndResultLines) {
     DebugLogSwitch atom;
-    Open();
-    tv::DebugLog::Instance().Init(mSession, L"TV_Test");
+    tv::DebugLog::Instance().Init(Open(), L"TV_Test");
     tv::PrereqCommand command(L"C:\\a\\p.msi", L"/qb");
-    {
-        tv::ScopeGuard guard([] { throw std::runtime_error("END failed"); });
-    }
-    const std::wstring lines[] = {
-        L"START ProcessCmdLine", L"START ProcessFullCmdLine", L"mRawCmdLine=/qb", L"cmdArguments=",
-        L"commandLine=/qb", L"Application path is invalid: /qb", L"END ProcessFullCmdLine",
-        L"mProcessedCmdLine=/i C:\\a\\p.msi /qb", L"mApplicationPath=" + tv::GetMsiexecPath(), L"END ProcessCmdLine",
-        L"ScopeGuard cleanup threw an exception!"};
-    std::vector<std::wstring> expected;
-    for (const auto& line : lines) expected.push_back(L"TV_Test: " + line);
+    { tv::ScopeGuard guard([] { throw std::runtime_error("END failed"); }); }
+    Tokens expected = {L"START ProcessCmdLine", L"START ProcessFullCmdLine", L"mRawCmdLine=/qb", L"cmdArguments=",
+                       L"commandLine=/qb", L"Application path is invalid: /qb", L"END ProcessFullCmdLine",
+                       L"mProcessedCmdLine=/i C:\\a\\p.msi /qb", L"mApplicationPath=" + tv::GetMsiexecPath(),
+                       L"END ProcessCmdLine", L"ScopeGuard cleanup threw an exception!"};
+    for (auto& line : expected) line = L"TV_Test: " + line;
     EXPECT_EQ(mMessages.LogLines(), expected);
     tv::DebugLog::Instance().Init(0, L"");
 }

@@ -1,4 +1,4 @@
-// File helpers on Wine's real file system, in a scratch folder per test.
+// Path text, and file helpers on Wine's real file system in a scratch folder per test.
 #include <fstream>
 #include "Harness.h"
 #include "frame/DebugLog.h"
@@ -16,12 +16,12 @@ void RemoveTree(const std::wstring& folder) {
     WIN32_FIND_DATAW data;
     HANDLE find = ::FindFirstFileW(Literal(folder + L"\\*").c_str(), &data);
     for (BOOL more = find != INVALID_HANDLE_VALUE; more; more = ::FindNextFileW(find, &data)) {
-        const std::wstring name = data.cFileName, path = folder + L"\\" + name;
-        if (name == L"." || name == L"..") continue;
+        const std::wstring path = folder + L"\\" + data.cFileName;
+        if (data.cFileName[0] == L'.') continue;  // "." and ".."; the tests make no other such name
         if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) RemoveTree(path);
         else ::DeleteFileW(Literal(path).c_str());
     }
-    if (find != INVALID_HANDLE_VALUE) ::FindClose(find);
+    ::FindClose(find);
     ::RemoveDirectoryW(Literal(folder).c_str());
 }
 
@@ -36,60 +36,78 @@ class Files : public SessionTest {
 protected:
     void SetUp() override { ::CreateDirectoryW(mRoot.c_str(), nullptr); }
     void TearDown() override { RemoveTree(mRoot); }
-    // A path under the scratch folder of exactly `length` characters, ending in ".".
-    std::wstring PathOfLength(size_t length) const {
-        std::wstring path = mRoot;
-        while (length - path.size() > 20) path += L"\\ddddddddd";
-        return path + L"\\" + std::wstring(length - path.size() - 2, L'e') + L".";
-    }
     const std::wstring mRoot = TestPackage::TempPath(L"-files");
 };
 
 }  // namespace
 
+TEST(PathText, LongFormNormalFormAndVolumeRoot) {
+    const std::wstring pre = L"\\\\?\\", preUnc = L"\\\\?\\UNC\\", tail(300, L'x');
+    const std::wstring drive247 = L"C:\\" + std::wstring(244, L'a'), share = L"srv\\share\\" + tail;
+    const std::pair<std::wstring, std::wstring> cases[] = {
+        {drive247, drive247}, {drive247 + L"b", pre + drive247 + L"b"},
+        {tail, tail}, {L"\\" + tail, L"\\" + tail},  // relative; rooted without a drive
+        {L"\\\\" + share, preUnc + share}, {preUnc + share, preUnc + share},
+        // Wine's PathIsUNCW takes "\\?\C:" for a share path, Windows doesn't.
+        {pre + L"C:\\" + tail, pre + L"C:\\" + tail}, {pre + L"C:\\x", pre + L"C:\\x"},
+    };
+    for (auto& [in, out] : cases) EXPECT_EQ(tv::ToLongPath(in), out) << in.size() << ':' << Narrow(in.substr(0, 8));
+    const std::pair<const wchar_t*, const wchar_t*> normal[] = {
+        {L"\\\\?\\UNC\\srv\\share\\\\a\\\\", L"\\\\srv\\share\\a"}, {L"C:\\a\\\\b\\", L"C:\\a\\b"}, {L"C:\\", L"C:"},
+        {L"\\\\?\\C:\\A/b\\\\\\c", L"C:\\A/b\\c"}, {L"\\a", L"a"}, {L"\\\\\\\\srv\\x", L"\\\\srv\\x"}, {L"\\\\\\", L""},
+    };
+    for (const auto& [in, out] : normal) EXPECT_EQ(tv::NormalizePath(in), out) << Narrow(in);
+    const std::pair<const wchar_t*, const wchar_t*> roots[] = {
+        {L"\\\\?\\D:\\a", L"D:\\"}, {L"\\\\?\\UNC\\srv\\share\\a", L"\\\\srv\\share\\"},
+        {L"\\\\srv\\share", L"\\\\srv\\share"}, {L"\\\\", L""}};
+    for (const auto& [in, out] : roots) EXPECT_EQ(tv::VolumeRootOf(in), out) << Narrow(in);
+}
+
+TEST(PathText, PartsOfAPath) {
+    // ParentFolder | FolderOf | FileNameOf | AddBackslash; a final "\" is ignored by ParentFolder only.
+    const std::pair<std::wstring, std::wstring> parts[] = {
+        {L"C:\\a\\b\\", L"C:\\a|C:\\a\\b||C:\\a\\b\\"}, {L"C:\\a\\b", L"C:\\a|C:\\a|b|C:\\a\\b\\"},
+        {L"name", L"name||name|name\\"}, {L"", L"|||"}};
+    for (const auto& [p, out] : parts)
+        EXPECT_EQ(tv::ParentFolder(p) + L"|" + tv::FolderOf(p) + L"|" + tv::FileNameOf(p) + L"|" + tv::AddBackslash(p),
+                  out) << Narrow(p);
+    const std::tuple<const wchar_t*, const wchar_t*, bool> below[] = {
+        {L"C:\\A\\b", L"c:\\a", true}, {L"C:\\a", L"C:\\a", true},
+        {L"C:\\ab", L"C:\\a", false}, {L"C:", L"C:\\a", false}};
+    for (const auto& [path, folder, result] : below) EXPECT_EQ(tv::IsSameOrBelow(path, folder), result) << Narrow(path);
+}
+
 TEST_F(Files, ExistenceNeverSearchesTheCurrentFolder) {
     wchar_t previous[MAX_PATH];
     ::GetCurrentDirectoryW(MAX_PATH, previous);
     ASSERT_TRUE(::SetCurrentDirectoryW(mRoot.c_str()));
-    WriteFile(L"setup.exe", "12345");
-    const std::pair<std::wstring, bool> cases[] = {
-        {L"setup.exe", false}, {L".\\setup.exe", false}, {L"", false},
-        {mRoot + L"\\setup.exe", true}, {mRoot + L"\\set*.e?e", true}, {mRoot + L"\\other.exe", false},
-    };
-    for (const auto& [path, exists] : cases) EXPECT_EQ(tv::FileExists(path), exists) << Narrow(path);
-    ::SetCurrentDirectoryW(previous);
-}
-
-TEST_F(Files, FindSizeAndNearestFolder) {
+    WriteFile(L"setup.exe", "");
     WriteFile(mRoot + L"\\five.bin", "12345");
-    struct Case { std::wstring path; DWORD found; DWORD size; };
+    struct Case { std::wstring path; bool exists; DWORD found, size; };
     const Case cases[] = {
-        {L"", ERROR_INVALID_PARAMETER, 0},
-        {L"rel\\five.bin", ERROR_PATH_NOT_FOUND, 0},
-        {mRoot + L"\\five.bin", 0, 5},
-        {mRoot + L"\\none.bin", ERROR_FILE_NOT_FOUND, 0},
-        {mRoot + L"\\none\\five.bin", ERROR_PATH_NOT_FOUND, 0},
+        {L"setup.exe", false, ERROR_PATH_NOT_FOUND, 0}, {L"", false, ERROR_INVALID_PARAMETER, 0},
+        {mRoot + L"\\five.bin", true, 0, 5}, {mRoot + L"\\none\\five.bin", false, ERROR_PATH_NOT_FOUND, 0},
+        {mRoot + L"\\f*.b?n", true, 0, 5}, {mRoot + L"\\none.bin", false, ERROR_FILE_NOT_FOUND, 0},
     };
     for (const Case& c : cases) {
         tv::FoundFile found;
+        EXPECT_EQ(tv::FileExists(c.path), c.exists) << Narrow(c.path);
         EXPECT_EQ(tv::FileExistsByFind(c.path, &found), c.found) << Narrow(c.path);
-        EXPECT_EQ(found.size, c.size);
-        EXPECT_EQ(tv::FileSizeOf(c.path), c.size) << Narrow(c.path);
+        EXPECT_EQ(found.size, c.size) << Narrow(c.path);
     }
+    ::SetCurrentDirectoryW(previous);
     EXPECT_EQ(tv::NearestExistingFolder(mRoot + L"\\no\\such/file.txt"), mRoot);
-    EXPECT_EQ(tv::NearestExistingFolder(L"relative\\path"), L"");
 }
 
 TEST_F(Files, FolderChain) {
-    std::wstring deep = mRoot + L"\\deep";
-    for (int i = 0; i < 30; ++i) deep += L"\\abcdefghij";
+    const std::wstring deep = mRoot + L"\\" + std::wstring(200, L'd') + L"\\" + std::wstring(100, L'e');
     struct Case { std::wstring path; DWORD result; std::vector<std::wstring> made, absent; };
     const Case cases[] = {
         {mRoot + L"\\a\\b\\file.txt", 0, {mRoot + L"\\a", mRoot + L"\\a\\b"}, {mRoot + L"\\a\\b\\file.txt"}},
-        {mRoot + L"\\a\\b\\", 0, {mRoot + L"\\a\\b"}, {}},  // there already
+        {mRoot + L"\\a\\b", 0, {mRoot + L"\\a\\b"}, {}},  // there already
         // The folder reached last before the bad name goes again; the one before stays.
         {mRoot + L"\\c\\d\\bad|name\\e\\f.txt", ERROR_INVALID_NAME, {mRoot + L"\\c"}, {mRoot + L"\\c\\d"}},
-        {tv::ToLongPath(deep + L"\\f.txt"), 0, {deep}, {deep + L"\\f.txt"}},
+        {deep + L"\\dot.\\f.txt", 0, {deep + L"\\dot."}, {deep + L"\\dot"}},  // long in normal form: goes out prefixed
         // The prefix goes back onto the root: "dot." is made as it stands.
         {Literal(mRoot + L"\\dot.\\f.txt"), 0, {mRoot + L"\\dot."}, {mRoot + L"\\dot"}},
     };
@@ -99,22 +117,18 @@ TEST_F(Files, FolderChain) {
         for (const auto& folder : c.made) EXPECT_TRUE(IsFolder(folder)) << Narrow(folder);
         for (const auto& folder : c.absent) EXPECT_FALSE(IsFolder(folder)) << Narrow(folder);
     }
-    WriteFile(mRoot + L"\\a\\b\\file.txt", "x");
-    EXPECT_EQ(tv::CreateFolderChain(mRoot + L"\\a\\b\\file.txt"), 0u);
 }
 
-TEST_F(Files, RemoveDirectoryPrefixesFrom260On) {
+TEST_F(Files, RemoveDirectoryPrefixesFrom260OnAndLogsFailures) {
     // Unprefixed, the system drops the final dot and misses the folder.
-    const std::pair<size_t, bool> cases[] = {{259, false}, {260, true}, {300, true}};
-    for (const auto& [length, removed] : cases) {
-        const std::wstring folder = PathOfLength(length);
+    for (const auto& [length, removed] : {std::pair<size_t, bool>{259, false}, {260, true}, {300, true}}) {
+        std::wstring folder = mRoot;
+        while (length - folder.size() > 20) folder += L"\\ddddddddd";
+        folder += L"\\" + std::wstring(length - folder.size() - 2, L'e') + L".";
         ASSERT_EQ(tv::CreateFolderChain(Literal(folder + L"\\")), 0u);
         EXPECT_EQ(tv::RemoveDirectoryLong(folder), removed) << length;
         EXPECT_EQ(IsFolder(folder), !removed) << length;
     }
-}
-
-TEST_F(Files, FailedRemovalIsLoggedWithTheSystemsText) {
     DebugLogSwitch atom;
     Open();
     tv::DebugLog::Instance().Init(mSession, L"TV_Test");
@@ -122,22 +136,21 @@ TEST_F(Files, FailedRemovalIsLoggedWithTheSystemsText) {
     EXPECT_FALSE(tv::RemoveDirectoryLong(mRoot));
     const auto lines = mMessages.LogLines();
     ASSERT_EQ(lines.size(), 1u);
+    // The system's text follows, without its line break.
     const std::wstring start = L"TV_Test: Failed to delete directory: " + mRoot + L" LastError= 145-";
-    ASSERT_GT(lines[0].size(), start.size());
-    EXPECT_EQ(lines[0].substr(0, start.size()), start) << Narrow(lines[0]);
-    EXPECT_EQ(lines[0].find_first_of(L"\r\n"), std::wstring::npos);
+    EXPECT_EQ(lines[0].rfind(start, 0), 0u) << Narrow(lines[0]);
+    EXPECT_TRUE(lines[0].size() > start.size() && lines[0].find_first_of(L"\r\n") == std::wstring::npos)
+        << Narrow(lines[0]);
 }
 
-TEST_F(Files, FreeSpaceInKibibytes) {
+TEST_F(Files, FreeSpaceAndTempFolders) {
     for (const std::wstring& path : {mRoot + L"\\any\\file", Literal(mRoot), std::wstring(L"Q:\\no\\drive")}) {
         unsigned long long bytes = 12345;
         const std::wstring text = tv::GetFreeSpace(path, bytes);
         EXPECT_EQ(text, std::to_wstring(bytes / 1024)) << Narrow(path);
         EXPECT_EQ(bytes > 0, path[0] != L'Q') << Narrow(path);
     }
-}
-
-TEST(TempFolders, AllNormalisedAndTheUsersOutsideLocalSystem) {
+    // Outside LocalSystem all three are the user's, in normal form.
     wchar_t temp[MAX_PATH];
     const std::wstring userTemp = tv::NormalizePath(std::wstring(temp, ::GetTempPathW(MAX_PATH, temp)));
     const tv::TempFolders& folders = tv::GetTempFolders();
