@@ -13,6 +13,13 @@ command -v python3 >/dev/null 2>&1 || need+=(python3)
 [ -d /usr/src/googletest/googletest ] || need+=(googletest)
 command -v ninja >/dev/null 2>&1 || need+=(ninja-build)
 command -v openssl >/dev/null 2>&1 || need+=(openssl)  # bench/md5.sh compares with it
+# Some hosts' kernels refuse 32-bit executables; there the 32-bit Wine runs
+# under qemu's user-mode emulation, which needs the preloader to lay out the
+# address space the way Wine expects.
+dpkg -s wine32-preloader:i386 >/dev/null 2>&1 || need+=(wine32-preloader:i386)
+if ! /lib/ld-linux.so.2 --version >/dev/null 2>&1; then
+  command -v qemu-i386-static >/dev/null 2>&1 || need+=(qemu-user-static)
+fi
 
 if [ ${#need[@]} -gt 0 ]; then
   echo "setup: installing ${need[*]}"
@@ -26,4 +33,15 @@ if [ ${#need[@]} -gt 0 ]; then
   # suite alone has everything we need, so a partial update is fine.
   $SUDO apt-get update -qq >/dev/null 2>&1 || true
   $SUDO apt-get install -y -qq -t bookworm --no-install-recommends "${need[@]}" >/dev/null
+fi
+
+# A kernel without 32-bit support gets qemu registered for i386 executables.
+if [ -e /lib/ld-linux.so.2 ] && ! /lib/ld-linux.so.2 --version >/dev/null 2>&1; then
+  binfmt=/proc/sys/fs/binfmt_misc
+  [ -e "$binfmt/register" ] || mount -t binfmt_misc binfmt_misc "$binfmt"
+  if [ ! -e "$binfmt/qemu-i386" ]; then
+    echo "setup: running 32-bit executables through qemu-i386-static"
+    printf '%s' ':qemu-i386:M::\x7fELF\x01\x01\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\x03\x00:\xff\xff\xff\xff\xff\xfe\xfe\x00\xff\xff\xff\xff\xff\xff\xff\xff\xfe\xff\xff\xff:/usr/bin/qemu-i386-static:F' > "$binfmt/register"
+  fi
+  /lib/ld-linux.so.2 --version >/dev/null 2>&1 || { echo "setup: 32-bit executables still do not run" >&2; exit 1; }
 fi
