@@ -1,0 +1,138 @@
+// The callback pipe on its own: numbers, framing and the ends of a
+// conversation, with the peer's end held by the test itself.
+#include <algorithm>
+#include <string>
+#include "Harness.h"
+#include "extract/CallbackPipe.h"
+#include "frame/DebugLog.h"
+
+using namespace tvtest;
+using tv::CallbackPipe;
+
+namespace {
+
+struct PeerEnd {
+    explicit PeerEnd(const std::wstring& id)
+        : handle(::CreateFileW(CallbackPipe::PipeName(id).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                               OPEN_EXISTING, 0, nullptr)) {}
+    void Write(const std::wstring& text) const {
+        DWORD written = 0;
+        ::WriteFile(handle.Get(), text.data(), static_cast<DWORD>(text.size() * sizeof(wchar_t)), &written, nullptr);
+    }
+    std::wstring Read() const {
+        wchar_t buffer[64] = {};
+        DWORD read = 0;
+        ::ReadFile(handle.Get(), buffer, sizeof(buffer) - sizeof(wchar_t), &read, nullptr);
+        return std::wstring(buffer, read / sizeof(wchar_t));
+    }
+    tv::KernelHandle handle;
+};
+
+std::wstring UniqueId() { return L"test" + std::to_wstring(::GetCurrentProcessId()) + L"_" + std::to_wstring(::GetTickCount()); }
+
+}  // namespace
+
+TEST(CallbackPipe, NumbersAndTheirSixtyFourBitPairs) {
+    const struct { const wchar_t* text; int value; } numbers[] = {
+        {L"0", 0}, {L"", 0}, {L"42", 42}, {L"-17", -17}, {L"12ab", 12}, {L"ab12", 0}, {L"+5", 0},
+        {L"2147483648", -2147483647 - 1}, {L"4294967297", 1}, {L"-", 0}, {L"CLOSE", 0},
+    };
+    for (const auto& c : numbers) EXPECT_EQ(CallbackPipe::ParseNumber(c.text), c.value) << c.text;
+    const struct { int low, high; long long value; } pairs[] = {
+        {-1, 0, -1}, {-1, 1, 4294967295LL}, {5, 0, 5}, {0, 1, 4294967296LL},
+        {-2147483647 - 1, 0, -2147483648LL}, {7, 2, 8589934599LL},
+    };
+    for (const auto& c : pairs) EXPECT_EQ(CallbackPipe::Combine(c.low, c.high), c.value) << c.low << " " << c.high;
+}
+
+TEST_F(SessionTest, CallbackPipeServerReadsRepliesAndSeesThePeerGo) {
+    mPackage.Property(L"P", L"1");
+    Open();
+    DebugLogSwitch logSwitch;
+    tv::DebugLog::Instance().Init(mSession, L"PipeTest");
+    const std::wstring id = UniqueId();
+    CallbackPipe server;
+    ASSERT_TRUE(server.Init(true, id));
+    EXPECT_TRUE(server.Init(true, L"other"));  // open already: nothing happens, nothing logged
+    {
+        PeerEnd peer(id);
+        ASSERT_TRUE(static_cast<bool>(peer.handle));
+        int value = -5;
+        peer.Write(L"184549376");
+        EXPECT_TRUE(server.ReadNumber(value));  // the first connect, then 535 from the second read on
+        EXPECT_EQ(value, 184549376);
+        server.SendOk();
+        EXPECT_EQ(peer.Read(), L"OK");
+        peer.Write(L"-1");
+        long long pair = 0;
+        // The pair's high word comes after the OK to the low word.
+        peer.Write(L"1");
+        EXPECT_TRUE(server.ReadNumber64(pair));
+        EXPECT_EQ(peer.Read(), L"OK");
+        EXPECT_EQ(pair, 4294967295LL);
+        peer.Write(L"");
+        EXPECT_TRUE(server.ReadNumber(value));
+        EXPECT_EQ(value, 0);
+        peer.Write(L"C:\\some\\path");
+        std::wstring text;
+        EXPECT_FALSE(server.ReadText(text));
+        EXPECT_EQ(text, L"C:\\some\\path");
+        // A message too long for one read is dropped as empty text; its
+        // remainder arrives as the next message.
+        peer.Write(std::wstring(20000, L'7'));
+        EXPECT_TRUE(server.ReadNumber(value));
+        EXPECT_EQ(value, 0);
+        EXPECT_TRUE(server.ReadNumber(value));
+        EXPECT_FALSE(server.PeerGone());
+        peer.Write(L"CLOSE");
+        EXPECT_TRUE(server.ReadText(text));
+        server.SendClose();
+        EXPECT_EQ(peer.Read(), L"CLOSE");
+        peer.Write(L"CLOSE");
+        value = 9;
+        EXPECT_FALSE(server.ReadNumber(value));
+        EXPECT_EQ(value, 0);
+        EXPECT_FALSE(server.PeerGone());
+    }
+    // The peer's end is closed: the conversation is over instead of reading
+    // empty messages for ever.
+    int value = 3;
+    EXPECT_FALSE(server.ReadNumber(value));
+    EXPECT_TRUE(server.PeerGone());
+    std::wstring text = L"x";
+    server.ReadText(text);
+    EXPECT_EQ(text, L"");
+    int inited = 0;
+    for (const std::wstring& line : mMessages.LogLines()) inited += line == L"PipeTest: Pipe Inited: [true]";
+    EXPECT_EQ(inited, 1);
+}
+
+TEST_F(SessionTest, CallbackPipeWaitsForAPeerOnlyAsLongAsItsProcess) {
+    mPackage.Property(L"P", L"1");
+    Open();
+    DebugLogSwitch logSwitch;
+    tv::DebugLog::Instance().Init(mSession, L"PipeTest");
+    // A process that has already ended, as a waitable handle.
+    tv::KernelHandle ended(::CreateEventW(nullptr, TRUE, TRUE, nullptr));
+    CallbackPipe server;
+    ASSERT_TRUE(server.Init(true, UniqueId()));
+    server.WatchPeer(ended.Get());
+    const DWORD start = ::GetTickCount();
+    int value = 4;
+    EXPECT_FALSE(server.ReadNumber(value));
+    EXPECT_TRUE(server.PeerGone());
+    EXPECT_LT(::GetTickCount() - start, 3000u);
+
+    // No pipe at all: reads end the conversation at once.
+    CallbackPipe client;
+    client.ignoreConnectFailure = true;
+    EXPECT_FALSE(client.Init(false, UniqueId() + L"absent"));
+    value = 4;
+    EXPECT_FALSE(client.ReadNumber(value));
+    EXPECT_EQ(value, 4);
+    std::wstring text = L"x";
+    EXPECT_FALSE(client.ReadText(text));
+    EXPECT_EQ(text, L"");
+    const std::vector<std::wstring> lines = mMessages.LogLines();
+    EXPECT_NE(std::find(lines.begin(), lines.end(), L"PipeTest: Pipe Inited: [false]"), lines.end());
+}
