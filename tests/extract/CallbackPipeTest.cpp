@@ -2,6 +2,8 @@
 // conversation, with the peer's end held by the test itself.
 #include <algorithm>
 #include <string>
+#include <thread>
+#include <vector>
 #include "Harness.h"
 #include "extract/CallbackPipe.h"
 #include "frame/DebugLog.h"
@@ -11,21 +13,38 @@ using tv::CallbackPipe;
 
 namespace {
 
-struct PeerEnd {
-    explicit PeerEnd(const std::wstring& id)
-        : handle(::CreateFileW(CallbackPipe::PipeName(id).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                               OPEN_EXISTING, 0, nullptr)) {}
-    void Write(const std::wstring& text) const {
-        DWORD written = 0;
-        ::WriteFile(handle.Get(), text.data(), static_cast<DWORD>(text.size() * sizeof(wchar_t)), &written, nullptr);
+// The peer's end, on a thread of its own since every reply is flushed
+// until the peer has read it: it sends each message, reads the number of
+// replies given, and closes its end once `release` is set.
+struct PeerThread {
+    struct Step {
+        std::wstring text;
+        int replies;
+    };
+    PeerThread(const std::wstring& id, std::vector<Step> steps)
+        : release(::CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+          thread([this, id, steps] {
+              tv::KernelHandle end(::CreateFileW(CallbackPipe::PipeName(id).c_str(), GENERIC_READ | GENERIC_WRITE, 0,
+                                                 nullptr, OPEN_EXISTING, 0, nullptr));
+              for (const Step& step : steps) {
+                  DWORD count = 0;
+                  ::WriteFile(end.Get(), step.text.data(), static_cast<DWORD>(step.text.size() * sizeof(wchar_t)),
+                              &count, nullptr);
+                  for (int i = 0; i < step.replies; ++i) {
+                      wchar_t buffer[64] = {};
+                      if (!::ReadFile(end.Get(), buffer, sizeof(buffer) - sizeof(wchar_t), &count, nullptr)) count = 0;
+                      replies.emplace_back(buffer, count / sizeof(wchar_t));
+                  }
+              }
+              ::WaitForSingleObject(release.Get(), 10000);
+          }) {}
+    ~PeerThread() {
+        ::SetEvent(release.Get());
+        if (thread.joinable()) thread.join();
     }
-    std::wstring Read() const {
-        wchar_t buffer[64] = {};
-        DWORD read = 0;
-        ::ReadFile(handle.Get(), buffer, sizeof(buffer) - sizeof(wchar_t), &read, nullptr);
-        return std::wstring(buffer, read / sizeof(wchar_t));
-    }
-    tv::KernelHandle handle;
+    tv::KernelHandle release;
+    std::vector<std::wstring> replies;
+    std::thread thread;
 };
 
 std::wstring UniqueId() { return L"test" + std::to_wstring(::GetCurrentProcessId()) + L"_" + std::to_wstring(::GetTickCount()); }
@@ -54,52 +73,47 @@ TEST_F(SessionTest, CallbackPipeServerReadsRepliesAndSeesThePeerGo) {
     CallbackPipe server;
     ASSERT_TRUE(server.Init(true, id));
     EXPECT_TRUE(server.Init(true, L"other"));  // open already: nothing happens, nothing logged
-    {
-        PeerEnd peer(id);
-        ASSERT_TRUE(static_cast<bool>(peer.handle));
-        int value = -5;
-        peer.Write(L"184549376");
-        EXPECT_TRUE(server.ReadNumber(value));  // the first connect, then 535 from the second read on
-        EXPECT_EQ(value, 184549376);
-        server.SendOk();
-        EXPECT_EQ(peer.Read(), L"OK");
-        peer.Write(L"-1");
-        long long pair = 0;
-        // The pair's high word comes after the OK to the low word.
-        peer.Write(L"1");
-        EXPECT_TRUE(server.ReadNumber64(pair));
-        EXPECT_EQ(peer.Read(), L"OK");
-        EXPECT_EQ(pair, 4294967295LL);
-        peer.Write(L"");
-        EXPECT_TRUE(server.ReadNumber(value));
-        EXPECT_EQ(value, 0);
-        peer.Write(L"C:\\some\\path");
-        std::wstring text;
-        EXPECT_FALSE(server.ReadText(text));
-        EXPECT_EQ(text, L"C:\\some\\path");
-        // A message too long for one read is dropped as empty text; its
-        // remainder arrives as the next message.
-        peer.Write(std::wstring(20000, L'7'));
-        EXPECT_TRUE(server.ReadNumber(value));
-        EXPECT_EQ(value, 0);
-        EXPECT_TRUE(server.ReadNumber(value));
-        EXPECT_FALSE(server.PeerGone());
-        peer.Write(L"CLOSE");
-        EXPECT_TRUE(server.ReadText(text));
-        server.SendClose();
-        EXPECT_EQ(peer.Read(), L"CLOSE");
-        peer.Write(L"CLOSE");
-        value = 9;
-        EXPECT_FALSE(server.ReadNumber(value));
-        EXPECT_EQ(value, 0);
-        EXPECT_FALSE(server.PeerGone());
-    }
+    PeerThread peer(id, {{L"184549376", 1}, {L"-1", 1}, {L"1", 1}, {L"", 1}, {L"C:\\some\\path", 1},
+                         {std::wstring(20000, L'7'), 2}, {L"CLOSE", 1}, {L"CLOSE", 0}});
+    int value = -5;
+    EXPECT_TRUE(server.ReadNumber(value));  // the first connect, then 535 from the second read on
+    EXPECT_EQ(value, 184549376);
+    server.SendOk();
+    long long pair = 0;
+    // The high word comes after the OK to the low word.
+    EXPECT_TRUE(server.ReadNumber64(pair));
+    EXPECT_EQ(pair, 4294967295LL);
+    server.SendOk();
+    EXPECT_TRUE(server.ReadNumber(value));
+    EXPECT_EQ(value, 0);
+    server.SendOk();
+    std::wstring text;
+    EXPECT_FALSE(server.ReadText(text));
+    EXPECT_EQ(text, L"C:\\some\\path");
+    server.SendOk();
+    // A message too long for one read is dropped as empty text; its
+    // remainder arrives as the next message.
+    EXPECT_TRUE(server.ReadNumber(value));
+    EXPECT_EQ(value, 0);
+    server.SendOk();
+    EXPECT_TRUE(server.ReadNumber(value));
+    server.SendOk();
+    EXPECT_FALSE(server.PeerGone());
+    EXPECT_TRUE(server.ReadText(text));
+    server.SendClose();
+    value = 9;
+    EXPECT_FALSE(server.ReadNumber(value));
+    EXPECT_EQ(value, 0);
+    EXPECT_FALSE(server.PeerGone());
+    ::SetEvent(peer.release.Get());
+    peer.thread.join();
+    EXPECT_EQ(peer.replies, (std::vector<std::wstring>{L"OK", L"OK", L"OK", L"OK", L"OK", L"OK", L"OK", L"CLOSE"}));
     // The peer's end is closed: the conversation is over instead of reading
     // empty messages for ever.
-    int value = 3;
+    value = 3;
     EXPECT_FALSE(server.ReadNumber(value));
     EXPECT_TRUE(server.PeerGone());
-    std::wstring text = L"x";
+    text = L"x";
     server.ReadText(text);
     EXPECT_EQ(text, L"");
     int inited = 0;

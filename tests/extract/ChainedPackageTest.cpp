@@ -76,14 +76,14 @@ TEST_F(ChainedFiles, AFailedMandatoryRowStopsTheChainedFilesButNotTheExecutable)
     Open();
     SetProperty(L"TV_SETUPEXEPATH", Setup());
     DebugLogSwitch logSwitch;
-    for (const wchar_t* options : {L"f", L"fm"}) {
+    for (const wchar_t* options : {L"y", L"ym"}) {
         SCOPED_TRACE(tvtest::Narrow(options));
         RemoveTree(Out());
         SetProperty(L"TV_PREREQFILES", L"");
         tv::Prerequisite bad = {{L"PrereqKey", L"Bad"}, {L"DisplayName", L"Bad"}, {L"Sequence", L"1"},
                                 {L"MissingCondition", L"1"}, {L"Options", options}};
         tv::Prerequisite later = {{L"PrereqKey", L"Later"}, {L"DisplayName", L"Later"}, {L"Sequence", L"2"},
-                                  {L"MissingCondition", L"1"}, {L"Options", L"f"}};
+                                  {L"MissingCondition", L"1"}, {L"Options", L"y"}};
         mMessages.Clear();
         tv::DebugLog::Instance().Init(mSession, L"Chain");
         tv::PrereqProgress progress(mSession);
@@ -94,7 +94,7 @@ TEST_F(ChainedFiles, AFailedMandatoryRowStopsTheChainedFilesButNotTheExecutable)
         EXPECT_TRUE(HasLogLine(L"Chain: Failed to extract: " + Out() + L"\\..\\outside.bin"));
         EXPECT_FALSE(tv::FileExists(mFolder + L"\\outside.bin"));
         EXPECT_FALSE(tv::FileExists(In(L"inside.bin")));
-        const bool mandatory = options == std::wstring(L"fm");
+        const bool mandatory = options == std::wstring(L"ym");
         EXPECT_EQ(tv::FileExists(In(L"later.bin")), !mandatory);
         // The executable ran all the same.
         EXPECT_TRUE(tv::FileExists(In(L"group101.bin")));

@@ -48,10 +48,11 @@ protected:
         }
         ::RemoveDirectoryW(folder.c_str());
     }
-    // A row that comes out of the executable as group Sequence + 100.
+    // A row that comes out of the executable as group Sequence + 100, not
+    // bound to a feature.
     void AddRow(const std::wstring& key, int sequence, const std::wstring& target) {
         mPackage.Prereq({{L"PrereqKey", key}, {L"DisplayName", key}, {L"Sequence", sequence}, {L"Location", 0},
-                         {L"TargetName", target}, {L"MissingCondition", L"1"}, {L"Options", L"f"}});
+                         {L"TargetName", target}, {L"MissingCondition", L"1"}, {L"Options", L"y"}});
     }
     void Script(const Lines& lines) const {
         std::ofstream out((Narrow(Setup()) + ".script").c_str(), std::ios::binary);
