@@ -226,3 +226,21 @@ TEST_F(ExtractFromSetup, FindingTheExecutable) {
                                         std::to_string(::GetCurrentProcessId()));
     EXPECT_EQ(Property(L"TV_PREREQFILES"), Out() + L"\\group103.bin");
 }
+
+TEST_F(ExtractFromSetup, AnExtractedPrerequisiteIsThenInstalled) {
+    // The executable carries fakesetup.exe as group 101.
+    ::CopyFileW((TvDll::Folder() + L"\\fakesetup.exe").c_str(), (mFolder + L"\\fakesetup.exe").c_str(), FALSE);
+    Script({"payload 101 fakesetup.exe fakesetup.exe", "auto"});
+    const std::wstring record = mFolder + L"\\record.txt";
+    mPackage.Prereq({{L"PrereqKey", L"Carried"}, {L"DisplayName", L"Carried"}, {L"Sequence", 1}, {L"Location", 0},
+                     {L"TargetName", L"fakesetup.exe"}, {L"MissingCondition", L"NOT CARRIED_RET"},
+                     {L"Options", L"y"}, {L"RetValPropName", L"CARRIED_RET"},
+                     {L"ComLine", L"/record:\"" + record + L"\" /exit:0"}});
+    OpenWithPeer();
+    EXPECT_EQ(Call("ExtractPrereq"), 0u);
+    EXPECT_EQ(Property(L"TV_PREREQFILES"), Out() + L"\\fakesetup.exe");
+    EXPECT_EQ(Call("InstallPrePrereq"), 0u);
+    EXPECT_EQ(Property(L"CARRIED_RET"), L"0");
+    const std::string launched = ReadBytes(record);
+    EXPECT_NE(launched.find(Narrow(Out()) + "\\fakesetup.exe"), std::string::npos) << launched;
+}
