@@ -40,7 +40,6 @@ public:
     // it, its end ends the wait. Without one the wait is bounded by time.
     void WatchPeer(HANDLE process) noexcept { mPeerProcess = process; }
     bool PeerGone() const noexcept { return mPeerGone; }
-    bool IsOpen() const noexcept { return mOpened; }
 
     static std::wstring PipeName(const std::wstring& id);
     // Optional "-", then digits up to the first other character; anything

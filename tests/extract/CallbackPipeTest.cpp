@@ -1,6 +1,5 @@
 // The callback pipe on its own: numbers, framing and the ends of a
 // conversation, with the peer's end held by the test itself.
-#include <algorithm>
 #include <string>
 #include <thread>
 #include <vector>
@@ -119,34 +118,4 @@ TEST_F(SessionTest, CallbackPipeServerReadsRepliesAndSeesThePeerGo) {
     int inited = 0;
     for (const std::wstring& line : mMessages.LogLines()) inited += line == L"PipeTest: Pipe Inited: [true]";
     EXPECT_EQ(inited, 1);
-}
-
-TEST_F(SessionTest, CallbackPipeWaitsForAPeerOnlyAsLongAsItsProcess) {
-    mPackage.Property(L"P", L"1");
-    Open();
-    DebugLogSwitch logSwitch;
-    tv::DebugLog::Instance().Init(mSession, L"PipeTest");
-    // A process that has already ended, as a waitable handle.
-    tv::KernelHandle ended(::CreateEventW(nullptr, TRUE, TRUE, nullptr));
-    CallbackPipe server;
-    ASSERT_TRUE(server.Init(true, UniqueId()));
-    server.WatchPeer(ended.Get());
-    const DWORD start = ::GetTickCount();
-    int value = 4;
-    EXPECT_FALSE(server.ReadNumber(value));
-    EXPECT_TRUE(server.PeerGone());
-    EXPECT_LT(::GetTickCount() - start, 3000u);
-
-    // No pipe at all: reads end the conversation at once.
-    CallbackPipe client;
-    client.ignoreConnectFailure = true;
-    EXPECT_FALSE(client.Init(false, UniqueId() + L"absent"));
-    value = 4;
-    EXPECT_FALSE(client.ReadNumber(value));
-    EXPECT_EQ(value, 4);
-    std::wstring text = L"x";
-    EXPECT_FALSE(client.ReadText(text));
-    EXPECT_EQ(text, L"");
-    const std::vector<std::wstring> lines = mMessages.LogLines();
-    EXPECT_NE(std::find(lines.begin(), lines.end(), L"PipeTest: Pipe Inited: [false]"), lines.end());
 }
