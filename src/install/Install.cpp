@@ -240,7 +240,6 @@ void Install::PrepareResume() {}
 // Operations of later stages: until they are built each one leaves the
 // session untouched and reports nothing done.
 UINT Install::ReadAndDownload() { return mResult; }
-UINT Install::ExtractFiles() { return mResult; }
 UINT Install::ParalelDownloadInstall() { return mResult; }
 
 }  // namespace tv

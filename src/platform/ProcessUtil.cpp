@@ -2,6 +2,7 @@
 #include <winternl.h>
 #include <tlhelp32.h>
 #include <algorithm>
+#include <utility>
 #include "platform/KernelHandle.h"
 #include "platform/SystemLibrary.h"
 
@@ -76,7 +77,7 @@ bool IsDescendantOf(DWORD rootProcessId, DWORD processId, const ParentLookup& pa
 
 }  // namespace ProcessUtil
 
-bool LaunchProcess(const std::wstring& application, const std::wstring& commandLine) {
+bool LaunchProcess(const std::wstring& application, const std::wstring& commandLine, KernelHandle* process) {
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION started{};
@@ -86,8 +87,9 @@ bool LaunchProcess(const std::wstring& application, const std::wstring& commandL
                           writable.empty() ? nullptr : writable.data(), nullptr, nullptr, FALSE,
                           NORMAL_PRIORITY_CLASS, nullptr, nullptr, &startup, &started))
         return false;
-    const KernelHandle process(started.hProcess);
+    KernelHandle ownProcess(started.hProcess);
     const KernelHandle thread(started.hThread);
+    if (process) *process = std::move(ownProcess);
     return true;
 }
 

@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 #include <vector>
+#include "platform/KernelHandle.h"
 
 namespace tv {
 
@@ -46,6 +47,8 @@ bool IsDescendantOf(DWORD rootProcessId, DWORD processId, const ParentLookup& pa
 // are inherited, and it gets this process's environment and current folder.
 // An empty `application` lets the system take the program from the front of
 // `commandLine`. False when it didn't start; the caller reads GetLastError.
-bool LaunchProcess(const std::wstring& application, const std::wstring& commandLine);
+// With `process` the caller keeps the process handle, to watch it end.
+bool LaunchProcess(const std::wstring& application, const std::wstring& commandLine,
+                   KernelHandle* process = nullptr);
 
 }  // namespace tv
