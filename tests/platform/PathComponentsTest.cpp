@@ -59,22 +59,4 @@ TEST(PathComponents, BelowByWholeNamesAfterDotsAreApplied) {
     }
 }
 
-TEST(PathComponents, RebuiltInTheFormGiven) {
-    const std::pair<const wchar_t*, const wchar_t*> cases[] = {
-        {L"C:/t/a/../b//x.exe", L"C:\\t\\b\\x.exe"},
-        {L"c:\\t\\.\\x\\", L"c:\\t\\x"},
-        {L"\\\\?\\C:\\t\\a\\x.exe", L"\\\\?\\C:\\t\\a\\x.exe"},
-        {L"\\\\?\\UNC\\srv\\share\\a\\..\\x.exe", L"\\\\?\\UNC\\srv\\share\\x.exe"},
-        {L"\\\\srv\\share\\a", L"\\\\srv\\share\\a"},
-    };
-    for (const auto& [given, rebuilt] : cases) {
-        const auto parts = tv::SplitPathComponents(given);
-        ASSERT_TRUE(parts) << testing::PrintToString(std::wstring(given));
-        EXPECT_EQ(parts->Text(), rebuilt);
-    }
-    const auto parts = tv::SplitPathComponents(L"\\\\?\\C:\\t\\a\\b\\x.exe");
-    EXPECT_EQ(parts->Text(2), L"\\\\?\\C:\\t\\a");
-    EXPECT_EQ(parts->Text(0), L"\\\\?\\C:");
-}
-
 }  // namespace
