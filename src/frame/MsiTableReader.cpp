@@ -210,18 +210,27 @@ bool ExtractBinaryColumn(MSIHANDLE rowRecord, UINT column, const std::wstring& p
     TV_LOG(L"MsiTableReader::ExtractBinaryColumn to: [" << path << L"].");
     KernelHandle file(::CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
                                     FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) return false;
     const UINT expected = ::MsiRecordDataSize(rowRecord, column);
     std::vector<char> buffer(kStreamChunk, 0);
     unsigned long long total = 0;
+    bool written = true;
     for (;;) {
         DWORD count = kStreamChunk;
         if (::MsiRecordReadStream(rowRecord, column, buffer.data(), &count) != ERROR_SUCCESS) break;
-        DWORD written = 0;
-        ::WriteFile(file.Get(), buffer.data(), count, &written, nullptr);
+        DWORD done = 0;
+        if (count > 0 && (!::WriteFile(file.Get(), buffer.data(), count, &done, nullptr) || done != count)) {
+            written = false;
+            break;
+        }
         total += count;
         if (count == 0) break;
     }
-    return total == expected;
+    if (written) return total == expected;
+    // A cut-off file would pass later for one already extracted.
+    file.Reset();
+    ::DeleteFileW(path.c_str());
+    return false;
 }
 
 }  // namespace tv

@@ -65,27 +65,26 @@ int GetUiLevel(MSIHANDLE session) {
     return static_cast<int>(std::wcstol(GetProperty(session, L"UILevel").c_str(), nullptr, 10));
 }
 
+const wchar_t* UiSwitchCell(const std::wstring& letter, int uiLevel) {
+    if (letter.empty()) return nullptr;
+    switch (std::towlower(letter[0])) {
+    case L'b':
+        return L"BasicUiComLine";
+    case L'q':
+        return L"NoUiComLine";
+    case L'n':
+        if (uiLevel == 2) return L"NoUiComLine";
+        if (uiLevel == 3) return L"BasicUiComLine";
+        return nullptr;
+    default:
+        return nullptr;
+    }
+}
+
 void SetUiLevelSwitch(MSIHANDLE session, const Prerequisite& row) {
     ::MsiSetPropertyW(session, L"TV_PREREQ_UILEVEL_SWITCH", L"");
     const std::wstring letter = SelectUiLetter(OptionsOf(row), IsUninstallNeeded(session, row));
-    if (letter.empty()) return;
-    const wchar_t* cell = nullptr;
-    switch (std::towlower(letter[0])) {
-    case L'b':
-        cell = L"BasicUiComLine";
-        break;
-    case L'q':
-        cell = L"NoUiComLine";
-        break;
-    case L'n': {
-        const int level = GetUiLevel(session);
-        if (level == 2) cell = L"NoUiComLine";
-        else if (level == 3) cell = L"BasicUiComLine";
-        break;
-    }
-    default:
-        break;
-    }
+    const wchar_t* cell = UiSwitchCell(letter, GetUiLevel(session));
     if (cell == nullptr) return;
     const std::wstring value = FormatText(session, Cell(row, cell));
     ::MsiSetPropertyW(session, L"TV_PREREQ_UILEVEL_SWITCH", value.c_str());

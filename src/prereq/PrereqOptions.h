@@ -24,6 +24,10 @@ bool IsPlatformAccepted(const std::wstring& options);
 // "b", "q", "j", "n" (upper case when removing), the first present, or "".
 std::wstring SelectUiLetter(const std::wstring& options, bool removing);
 
+// The cell whose formatted text a UI letter stands for: BasicUiComLine,
+// NoUiComLine, or null for j/J, none, and n/N outside UILevel 2 and 3.
+const wchar_t* UiSwitchCell(const std::wstring& letter, int uiLevel);
+
 // Sets TV_PREREQ_UILEVEL_SWITCH for the row before its command lines are
 // formatted: cleared first, then the basic or silent cell by the UI letter
 // and, for n/N, by UILevel.

@@ -48,7 +48,9 @@ void SessionTest::SetProperty(const std::wstring& name, const std::wstring& valu
     ::MsiSetPropertyW(mSession, name.c_str(), value.c_str());
 }
 
-std::string TempFile::Read() const {
+std::string TempFile::Read() const { return ReadBytes(path); }
+
+std::string ReadBytes(const std::wstring& path) {
     // A wide path: the temporary folder may hold characters outside the
     // ANSI code page.
     std::string bytes;
@@ -58,6 +60,51 @@ std::string TempFile::Read() const {
         std::fclose(file);
     }
     return bytes;
+}
+
+namespace {
+
+void RemoveTree(const std::wstring& folder) {
+    WIN32_FIND_DATAW data;
+    HANDLE find = ::FindFirstFileW((folder + L"\\*").c_str(), &data);
+    if (find != INVALID_HANDLE_VALUE) {
+        do {
+            const std::wstring name = data.cFileName;
+            if (name == L"." || name == L"..") continue;
+            const std::wstring child = folder + L"\\" + name;
+            if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) RemoveTree(child);
+            else ::DeleteFileW(child.c_str());
+        } while (::FindNextFileW(find, &data));
+        ::FindClose(find);
+    }
+    ::RemoveDirectoryW(folder.c_str());
+}
+
+}  // namespace
+
+ScratchFolder::ScratchFolder(const std::wstring& suffix) : path(TestPackage::TempPath(suffix)) {
+    ::CreateDirectoryW(path.c_str(), nullptr);
+}
+
+ScratchFolder::~ScratchFolder() { RemoveTree(path); }
+
+void ScratchFolder::Make(const std::wstring& relative) const {
+    std::wstring current = path;
+    size_t start = 0;
+    for (size_t slash; (slash = relative.find(L'\\', start)) != std::wstring::npos; start = slash + 1) {
+        current += L"\\" + relative.substr(start, slash - start);
+        ::CreateDirectoryW(current.c_str(), nullptr);
+    }
+    if (start == relative.size()) return;
+    const std::string content = Narrow(relative);
+    if (FILE* file = ::_wfopen((path + L"\\" + relative).c_str(), L"wb")) {
+        std::fwrite(content.data(), 1, content.size(), file);
+        std::fclose(file);
+    }
+}
+
+bool ScratchFolder::Exists(const std::wstring& relative) const {
+    return ::GetFileAttributesW((path + L"\\" + relative).c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
 }  // namespace tvtest

@@ -61,4 +61,21 @@ struct TempFile {
     std::wstring path;
 };
 
+// A folder under %TEMP% that is removed with everything in it, with the
+// object.
+struct ScratchFolder {
+    explicit ScratchFolder(const std::wstring& suffix = L"-scratch");
+    ~ScratchFolder();
+    ScratchFolder(const ScratchFolder&) = delete;
+    ScratchFolder& operator=(const ScratchFolder&) = delete;
+    // Makes `relative` below the folder with the folders leading to it: a
+    // folder when it ends in "\", else a file holding its own name.
+    void Make(const std::wstring& relative) const;
+    bool Exists(const std::wstring& relative) const;
+    std::wstring path;  // without a final "\"
+};
+
+// The bytes of a file; empty when it can't be read.
+std::string ReadBytes(const std::wstring& path);
+
 }  // namespace tvtest
