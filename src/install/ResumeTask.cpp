@@ -227,7 +227,10 @@ bool AddToRunOnce(const std::wstring& name, const std::wstring& application, con
         command = L"/cmdloc \"HKCU\\Software\\" + tempKey + L"\\" + name + L"\"";
     }
     RegistryKey runOnce(gRunOnceKey, HKEY_CURRENT_USER, true);
-    return runOnce.SetText(name, application + L" " + command);
+    if (runOnce.SetText(name, application + L" " + command)) return true;
+    // Parked arguments that no RunOnce value names would stay forever.
+    if (command != arguments) RemoveResumeRunOnce(name, author);
+    return false;
 }
 
 bool RemoveResumeTask(const std::wstring& name) {

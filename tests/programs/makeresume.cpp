@@ -25,8 +25,9 @@ void AddPrereq(TestPackage& package, const std::wstring& key, const wchar_t* opt
                     {L"Feature_", L"Main"},
                     {L"Sequence", sequence},
                     {L"InstallCondition", installCondition},
-                    {L"MissingCondition", L"NOT " + key + L"_FOUND"},
-                    {L"ComLine", L"/regvalue:Software\\TvResume\\" + key + L"=1 /record:\"[SourceDir]resume-setup.txt\" " + key},
+                    // Missing until the search finds it, or until its setup reported success.
+                    {L"MissingCondition", L"NOT " + key + L"_FOUND AND " + key + L"_EXIT <> \"0\""},
+                    {L"ComLine", L"/regvalue:Software\\TvResume\\" + key + L"=1 /record:\"[SourceDir]resume-setup.txt\" /exit:0 " + key},
                     {L"RetValPropName", key + L"_EXIT"}});
 }
 
@@ -45,7 +46,6 @@ int wmain(int argc, wchar_t** argv) {
     }
     try {
         TestPackage package;
-        package.Property(L"Manufacturer", L"TvResume Maker");
         package.Row(L"Binary", {L"TvPrereq", dll});
         package.Row(L"UIText", {L"InstallingPrereq", L"Installing [1]"});
         package.Row(L"UIText", {L"PrereqCompletedSuffix", L" (done)"});
