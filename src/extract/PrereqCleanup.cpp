@@ -1,6 +1,7 @@
 #include "extract/PrereqCleanup.h"
 #include "frame/DebugLog.h"
 #include "frame/Session.h"
+#include "install/ResumeTask.h"
 #include "platform/Files.h"
 
 namespace tv {
@@ -8,6 +9,10 @@ namespace tv {
 bool ShouldKeepPrereqFiles(MSIHANDLE session) { return !GetProperty(session, L"TV_KEEPPREREQFILES").empty(); }
 
 UINT PrereqCleanup::Run() {
+    // The installation has come to its end: nothing is left to resume.
+    const std::wstring manufacturer = GetProperty(mSession, L"Manufacturer");
+    const std::wstring productCode = GetProperty(mSession, L"ProductCode");
+    if (!RemoveResumeTask(productCode)) RemoveResumeRunOnce(productCode, manufacturer);
     RemovePrereqFiles();
     return 0;
 }

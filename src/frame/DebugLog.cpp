@@ -25,6 +25,7 @@ std::wstring DebugLog::Prefix() const {
 void DebugLog::Write(const std::wstring& text) {
     MSIHANDLE session = mSession.load();
     if (session == 0) return;
+    if (gLogFile.active) gLogFile.Write(Prefix() + L": " + text);
     if (::MsiEvaluateConditionW(session, L"TvEmbeddedDirectCall") == MSICONDITION_TRUE) return;
     SendLine(text);
 }

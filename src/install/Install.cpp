@@ -234,9 +234,6 @@ bool Install::ArePrereqsFulfilled() {
     return true;
 }
 
-// The resume registration is not built yet; the driver calls it at its place.
-void Install::PrepareResume() {}
-
 // Operations of later stages: until they are built each one leaves the
 // session untouched and reports nothing done.
 UINT Install::ReadAndDownload() { return mResult; }

@@ -39,7 +39,9 @@ public:
     bool LaunchPrereq(const Prerequisite& row);
     void StoreRollbackEntry(const std::wstring& key, const std::wstring& file, const std::wstring& command,
                             const std::wstring& options);
+    // Registers the command that continues this installation after a restart.
     void PrepareResume();
+    void RegisterResume(const std::wstring& application, const std::wstring& arguments);
     bool RestartIfConfirmed(const std::wstring& name, bool silent);
 
     UINT Result() const noexcept { return mResult; }

@@ -6,8 +6,17 @@
 namespace tv {
 
 RestartSeam& GetRestartSeam() {
+#if TV_SYSTEM_RESTART
     static RestartSeam seam{&ReStartSystem};
+#else
+    static RestartSeam seam{&RecordRestart};
+#endif
     return seam;
+}
+
+bool RecordRestart() {
+    TV_LOG(L"Restart recorded, not done");
+    return false;
 }
 
 bool ReStartSystem() {

@@ -8,7 +8,7 @@ namespace tv {
 // INVALID_HANDLE_VALUE mean "none": the system uses either, by call.
 struct KernelHandleTraits {
     using Handle = HANDLE;
-    static Handle Invalid() noexcept { return nullptr; }
+    static constexpr Handle Invalid() noexcept { return nullptr; }
     static bool IsValid(Handle h) noexcept { return h != nullptr && h != INVALID_HANDLE_VALUE; }
     static void Close(Handle h) noexcept { ::CloseHandle(h); }
 };

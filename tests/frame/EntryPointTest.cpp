@@ -37,7 +37,7 @@ TEST_F(EntryPoints, EachFramedExportLogsUnderItsNameAndReturnsItsResult) {
         {"InstallPrereq", L"TV_InstallPrereq", true},        // sequential, probing all the same
         {"VerifyPrereq", L"TV_VerifyPrereq", false},         {"InstallPostPrereq", L"TV_InstallPostPrereq", false},
         {"RollbackPrePrereq", L"TV_RollbackPrePrereq", false}, {"RollbackPrereq", L"TV_RollbackPrereq", false},
-        {"CleanPrereq", nullptr, false}, {"ConfigurePrereqLauncher", L"TV_ConfigurePrereqLauncher", false},
+        {"CleanPrereq", L"TV_CleanPrereq", false}, {"ConfigurePrereqLauncher", L"TV_ConfigurePrereqLauncher", false},
     };
     Open();
     for (const Case& c : cases) {

@@ -2,6 +2,7 @@
 #include <msiquery.h>
 #include <cstdio>
 #include <stdexcept>
+#include "install/ResumeTask.h"
 
 namespace tvtest {
 
@@ -32,6 +33,12 @@ UINT TvDll::Call(const char* exportName, MSIHANDLE session) const {
     auto entry = reinterpret_cast<Entry>(::GetProcAddress(mModule, exportName));
     if (!entry) throw std::runtime_error(std::string("no export ") + exportName);
     return entry(session);
+}
+
+SessionTest::~SessionTest() {
+    if (!mSession) return;
+    const std::wstring productCode = Property(L"ProductCode"), manufacturer = Property(L"Manufacturer");
+    if (!tv::RemoveResumeTask(productCode)) tv::RemoveResumeRunOnce(productCode, manufacturer);
 }
 
 std::wstring SessionTest::Property(const std::wstring& name) const {

@@ -43,6 +43,9 @@ private:
 // package and opens the session.
 class SessionTest : public ::testing::Test {
 protected:
+    // An installation driven by a test registers its resume; it must not
+    // run at the prefix's next start.
+    ~SessionTest() override;
     MSIHANDLE Open() { return mSession = mPackage.OpenSession(); }
     std::wstring Property(const std::wstring& name) const;
     void SetProperty(const std::wstring& name, const std::wstring& value) const;
