@@ -2,7 +2,10 @@
 // rows (kinds 2, 5, 9 and 12 in turn), each in a fresh session, timed with
 // the performance counter around the export alone. The search is meant to
 // be linear: the cost of a row must not grow with the table.
-//   searchbench [COUNT...]        default: 100 1000 10000
+//   searchbench [shared] [COUNT...]   default: 100 1000 10000
+// With "shared" the rows set only four properties between them, so that the
+// session's property table doesn't grow with the rows: what remains of the
+// growth of the cost per row is then the library's own.
 #include <windows.h>
 #include <msi.h>
 #include <msiquery.h>
@@ -10,6 +13,7 @@
 #include <wtypes.h>
 #include <cstdio>
 #include <cstdlib>
+#include <cwchar>
 #include <string>
 #include <vector>
 
@@ -47,7 +51,7 @@ void PrepareRegistry() {
 }
 
 // A package of `count` rows; its path, or empty text.
-std::wstring BuildPackage(int count) {
+std::wstring BuildPackage(int count, bool shared) {
     wchar_t folder[MAX_PATH];
     ::GetTempPathW(MAX_PATH, folder);
     const std::wstring path = std::wstring(folder) + L"tvsearchbench-" + std::to_wstring(count) + L".msi";
@@ -70,7 +74,7 @@ std::wstring BuildPackage(int count) {
               Run(database, L"CREATE TABLE `TV_AppSearchEx` (`Property` CHAR(72) NOT NULL, `Condition` CHAR(0), "
                             L"`Type` SHORT, `SearchString` CHAR(0), `VerMin` CHAR(32), `VerMax` CHAR(32), "
                             L"`Platform` CHAR(8), `RefContent` CHAR(0), `PrereqSearch` CHAR(8), `Order` SHORT "
-                            L"PRIMARY KEY `Property`)");
+                            L"PRIMARY KEY `Property`, `Order`)");
     MSIHANDLE insert = 0;
     ok = ok && ::MsiDatabaseOpenViewW(database,
                                       L"INSERT INTO `TV_AppSearchEx` (`Property`, `Type`, `SearchString`, `VerMin`, "
@@ -85,7 +89,7 @@ std::wstring BuildPackage(int count) {
                                   : kind == 9 ? base + L"\\Build"
                                               : base + L"\\Values";
         MSIHANDLE record = ::MsiCreateRecord(6);
-        ::MsiRecordSetStringW(record, 1, (L"FOUND" + std::to_wstring(i)).c_str());
+        ::MsiRecordSetStringW(record, 1, (L"FOUND" + std::to_wstring(shared ? i % 4 : i)).c_str());
         ::MsiRecordSetInteger(record, 2, kind);
         ::MsiRecordSetStringW(record, 3, search.c_str());
         ::MsiRecordSetStringW(record, 4, kind == 12 ? L"2.0" : L"");
@@ -104,7 +108,13 @@ std::wstring BuildPackage(int count) {
 
 int wmain(int argc, wchar_t** argv) {
     std::vector<int> counts;
-    for (int i = 1; i < argc; ++i) counts.push_back(std::wcstol(argv[i], nullptr, 10));
+    bool shared = false;
+    for (int i = 1; i < argc; ++i) {
+        if (std::wcscmp(argv[i], L"shared") == 0)
+            shared = true;
+        else
+            counts.push_back(std::wcstol(argv[i], nullptr, 10));
+    }
     if (counts.empty()) counts = {100, 1000, 10000};
 
     wchar_t self[MAX_PATH];
@@ -123,7 +133,7 @@ int wmain(int argc, wchar_t** argv) {
 
     double first = 0, last = 0;
     for (int count : counts) {
-        const std::wstring path = BuildPackage(count);
+        const std::wstring path = BuildPackage(count, shared);
         MSIHANDLE session = 0;
         if (path.empty() || ::MsiOpenPackageW(path.c_str(), &session) != ERROR_SUCCESS) {
             std::fwprintf(stderr, L"cannot build or open the package of %d rows\n", count);
@@ -136,7 +146,7 @@ int wmain(int argc, wchar_t** argv) {
         // Every row is meant to be found: a row that wasn't says the bench measured nothing.
         wchar_t value[16] = {};
         DWORD size = 16;
-        ::MsiGetPropertyW(session, (L"FOUND" + std::to_wstring(count - 1)).c_str(), value, &size);
+        ::MsiGetPropertyW(session, (L"FOUND" + std::to_wstring(shared ? (count - 1) % 4 : count - 1)).c_str(), value, &size);
         ::MsiCloseHandle(session);
         ::DeleteFileW(path.c_str());
         const double seconds = Seconds(start, stop);
