@@ -118,7 +118,7 @@ std::wstring ReadRegistryPathText(const std::wstring& path, bool is64) {
     if (!root) return {};
     const size_t first = path.find(L'\\');
     const size_t last = path.rfind(L'\\');
-    const std::wstring subKey = path.substr(first + 1, last - first - (last > first ? 1 : 0));
+    const std::wstring subKey = last > first ? path.substr(first + 1, last - first - 1) : std::wstring();
     const std::wstring name = path.substr(last + 1);
     RegKeyHandle key;
     const REGSAM access = KEY_QUERY_VALUE | (is64 ? KEY_WOW64_64KEY : 0);

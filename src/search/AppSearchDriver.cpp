@@ -4,6 +4,7 @@
 #include <vector>
 #include "frame/Messages.h"
 #include "frame/MsiTableReader.h"
+#include "frame/ScopeGuard.h"
 #include "frame/Session.h"
 #include "platform/FolderVariables.h"
 #include "search/ProductSearch.h"
@@ -29,9 +30,9 @@ int SearchType(const std::wstring& cell) { return static_cast<int>(std::wcstol(c
 
 std::wstring Join(const std::vector<std::wstring>& versions) {
     std::wstring text;
-    for (const std::wstring& version : versions) {
-        if (!text.empty() || &version != &versions.front()) text += L", ";
-        text += version;
+    for (size_t i = 0; i < versions.size(); ++i) {
+        if (i > 0) text += L", ";
+        text += versions[i];
     }
     return text;
 }
@@ -48,19 +49,13 @@ void SendActionStart(MSIHANDLE session, const std::vector<MessageField>& fields)
     ::MsiProcessMessage(session, INSTALLMESSAGE_ACTIONSTART, record.Get());
 }
 
-// Runs one expansion with "[SETUPEXEDIR]" left standing for the installer.
+// Runs one expansion with "[SETUPEXEDIR]" left standing for the installer,
+// whose value of the property is the one that counts.
 std::wstring ExpandKeepingSetupDir(const std::wstring& text, bool is64) {
-    const std::wstring saved = gSetupExeDirValue;
+    std::wstring saved = gSetupExeDirValue;
     gSetupExeDirValue = L"[SETUPEXEDIR]";
-    std::wstring expanded;
-    try {
-        expanded = ExpandFolderVariables(text, is64);
-    } catch (...) {
-        gSetupExeDirValue = saved;
-        throw;
-    }
-    gSetupExeDirValue = saved;
-    return expanded;
+    ScopeGuard restore([&]() noexcept { gSetupExeDirValue.swap(saved); });
+    return ExpandFolderVariables(text, is64);
 }
 
 }  // namespace
