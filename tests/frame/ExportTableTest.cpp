@@ -38,7 +38,7 @@ TEST(ExportTable, ImportsOnlySystemLibraries) {
     ASSERT_NE(Directory(IMAGE_DIRECTORY_ENTRY_IMPORT), 0u);
     const std::set<std::string> system = {"kernel32.dll", "msi.dll",     "msvcrt.dll", "user32.dll",   "advapi32.dll",
                                           "shell32.dll",  "shlwapi.dll", "ole32.dll",  "oleaut32.dll", "wininet.dll",
-                                          "mpr.dll",      "netapi32.dll", "ntdll.dll"};
+                                          "mpr.dll",      "netapi32.dll", "ntdll.dll",  "version.dll"};
     std::set<std::string> imported;
     for (auto d = Image<IMAGE_IMPORT_DESCRIPTOR>(Directory(IMAGE_DIRECTORY_ENTRY_IMPORT)); d->Name != 0; ++d) {
         std::string name = Image(d->Name);
