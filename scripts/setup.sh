@@ -17,9 +17,6 @@ command -v openssl >/dev/null 2>&1 || need+=(openssl)  # bench/md5.sh compares w
 # under qemu's user-mode emulation, which needs the preloader to lay out the
 # address space the way Wine expects.
 dpkg -s wine32-preloader:i386 >/dev/null 2>&1 || need+=(wine32-preloader:i386)
-if ! /lib/ld-linux.so.2 --version >/dev/null 2>&1; then
-  command -v qemu-i386-static >/dev/null 2>&1 || need+=(qemu-user-static)
-fi
 
 if [ ${#need[@]} -gt 0 ]; then
   echo "setup: installing ${need[*]}"
@@ -36,12 +33,40 @@ if [ ${#need[@]} -gt 0 ]; then
 fi
 
 # A kernel without 32-bit support gets qemu registered for i386 executables.
-if [ -e /lib/ld-linux.so.2 ] && ! /lib/ld-linux.so.2 --version >/dev/null 2>&1; then
-  binfmt=/proc/sys/fs/binfmt_misc
+# Bookworm's qemu 7.2 loses the trap number of faults that Wine's own
+# handlers expect to see, which kills custom-action servers; trixie's qemu
+# does not, and its static binary needs nothing else from trixie.
+qemu=/opt/tvqemu/qemu-i386
+binfmt=/proc/sys/fs/binfmt_misc
+if [ -e "$binfmt/qemu-i386" ] || ! /lib/ld-linux.so.2 --version >/dev/null 2>&1; then
+  if [ ! -x "$qemu" ]; then
+    echo "setup: fetching qemu-i386 from Debian trixie"
+    tmp="$(mktemp -d)"
+    mkdir -p "$tmp/state/lists/partial" "$tmp/cache/archives/partial"
+    cat > "$tmp/trixie.sources" <<'SRC'
+Types: deb
+URIs: http://deb.debian.org/debian
+Suites: trixie
+Components: main
+Architectures: amd64
+Signed-By: /usr/share/keyrings/debian-archive-keyring.gpg
+SRC
+    apt_trixie=(apt-get -qq -o APT::Sandbox::User=root -o Dir::Etc::SourceList="$tmp/trixie.sources" -o Dir::Etc::SourceParts=/dev/null
+                -o Dir::State="$tmp/state" -o Dir::Cache="$tmp/cache")
+    "${apt_trixie[@]}" update >/dev/null
+    (cd "$tmp" && "${apt_trixie[@]}" download qemu-user >/dev/null 2>&1)
+    dpkg-deb -x "$tmp"/qemu-user_*.deb "$tmp/x"
+    mkdir -p "$(dirname "$qemu")"
+    cp "$tmp/x/usr/bin/qemu-i386" "$qemu"
+    rm -rf "$tmp"
+  fi
   [ -e "$binfmt/register" ] || mount -t binfmt_misc binfmt_misc "$binfmt"
+  if [ -e "$binfmt/qemu-i386" ] && ! grep -q "interpreter $qemu\$" "$binfmt/qemu-i386"; then
+    echo -1 > "$binfmt/qemu-i386"
+  fi
   if [ ! -e "$binfmt/qemu-i386" ]; then
-    echo "setup: running 32-bit executables through qemu-i386-static"
-    printf '%s' ':qemu-i386:M::\x7fELF\x01\x01\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\x03\x00:\xff\xff\xff\xff\xff\xfe\xfe\x00\xff\xff\xff\xff\xff\xff\xff\xff\xfe\xff\xff\xff:/usr/bin/qemu-i386-static:F' > "$binfmt/register"
+    echo "setup: running 32-bit executables through $qemu"
+    printf '%s' ":qemu-i386:M::\\x7fELF\\x01\\x01\\x01\\x00\\x00\\x00\\x00\\x00\\x00\\x00\\x00\\x00\\x02\\x00\\x03\\x00:\\xff\\xff\\xff\\xff\\xff\\xfe\\xfe\\x00\\xff\\xff\\xff\\xff\\xff\\xff\\xff\\xff\\xfe\\xff\\xff\\xff:$qemu:F" > "$binfmt/register"
   fi
   /lib/ld-linux.so.2 --version >/dev/null 2>&1 || { echo "setup: 32-bit executables still do not run" >&2; exit 1; }
 fi
