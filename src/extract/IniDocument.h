@@ -22,6 +22,9 @@ public:
     // left out, or not, when the file is written.
     void Set(const std::wstring& key, const std::wstring& value);
 
+    // The value of a key, matched without regard to case; empty if absent.
+    std::wstring Value(const std::wstring& key) const;
+
     const std::wstring& Name() const noexcept { return mName; }
     const std::vector<IniEntry>& Entries() const noexcept { return mEntries; }
 
@@ -38,6 +41,14 @@ public:
     // The section of that name, matched without regard to case; a new one
     // goes to the end.
     IniSection& Section(const std::wstring& name);
+    // The section of that name, or null.
+    const IniSection* Find(const std::wstring& name) const;
+
+    // Reads a file in the form Write makes, appending its sections and
+    // entries: UTF-16LE after the byte-order mark, lines split at CR/LF,
+    // a key ending at the first "=". False, with nothing read, when the file
+    // can't be read or doesn't start with the mark.
+    bool Read(const std::wstring& file);
 
     // The file's text without the byte-order mark.
     std::wstring Text() const;

@@ -17,31 +17,13 @@ UINT PrereqCleanup::Run() {
     return 0;
 }
 
-void PrereqCleanup::RemovePrereqFiles() {
-    if (ShouldKeepPrereqFiles(mSession)) return;
-    const std::wstring list = GetProperty(mSession, L"TV_PREREQFILES");
-    if (list.empty()) return;
-    const std::wstring stopText = GetProperty(mSession, L"TV_PREREQDIRS");
-    const std::optional<PathComponents> stop = SplitPathComponents(stopText);
-    // Without a stop folder nothing can be shown to be ours.
-    if (!stop) {
-        TV_LOG(L"No prerequisite file removed: no usable stop folder [" << stopText << L"]");
-        return;
-    }
-    size_t start = 0;
-    for (;;) {
-        const size_t end = list.find(L'\x0001', start);
-        const std::wstring entry = list.substr(start, end == std::wstring::npos ? end : end - start);
-        if (!entry.empty()) RemovePrereqFile(entry, *stop);
-        if (end == std::wstring::npos) return;
-        start = end + 1;
-    }
-}
+namespace {
 
-void PrereqCleanup::RemovePrereqFile(const std::wstring& entry, const PathComponents& stop) {
+void RemoveFetchedFile(const std::wstring& entry, const PathComponents& stop,
+                       const std::function<void(const std::wstring&)>& note) {
     const std::optional<PathComponents> file = SplitPathComponents(entry);
     if (!file || !IsStrictlyBelow(*file, stop)) {
-        TV_LOG(L"Prerequisite file left in place, not below " << stop.Text() << L": " << entry);
+        note(L"Prerequisite file left in place, not below " + stop.Text() + L": " + entry);
         return;
     }
     // The path is rebuilt from the parts that were tested, so ".." can't
@@ -52,12 +34,39 @@ void PrereqCleanup::RemovePrereqFile(const std::wstring& entry, const PathCompon
     PruneFolders(*file, stop);
 }
 
-void PrereqCleanup::PruneFolders(const PathComponents& file, const PathComponents& stop) {
+}  // namespace
+
+void RemoveFetchedFiles(const std::wstring& list, const std::wstring& stopFolder,
+                        const std::function<void(const std::wstring&)>& note) {
+    if (list.empty()) return;
+    const std::optional<PathComponents> stop = SplitPathComponents(stopFolder);
+    // Without a stop folder nothing can be shown to be ours.
+    if (!stop) {
+        note(L"No prerequisite file removed: no usable stop folder [" + stopFolder + L"]");
+        return;
+    }
+    size_t start = 0;
+    for (;;) {
+        const size_t end = list.find(L'\x0001', start);
+        const std::wstring entry = list.substr(start, end == std::wstring::npos ? end : end - start);
+        if (!entry.empty()) RemoveFetchedFile(entry, *stop, note);
+        if (end == std::wstring::npos) return;
+        start = end + 1;
+    }
+}
+
+void PruneFolders(const PathComponents& file, const PathComponents& stop) {
     if (!IsStrictlyBelow(file, stop)) return;
     // A folder that still holds something stays, at the price of a log line
     // for it and for each folder above it.
     for (size_t depth = file.names.size() - 1; depth > stop.names.size(); --depth)
         RemoveDirectoryLong(file.Text(depth));
+}
+
+void PrereqCleanup::RemovePrereqFiles() {
+    if (ShouldKeepPrereqFiles(mSession)) return;
+    RemoveFetchedFiles(GetProperty(mSession, L"TV_PREREQFILES"), GetProperty(mSession, L"TV_PREREQDIRS"),
+                       [](const std::wstring& line) { TV_LOG(line); });
 }
 
 }  // namespace tv
