@@ -171,6 +171,12 @@ TEST_F(Transfer, FtpRestAnsweredAndRefused) {
         EXPECT_FALSE(Exists(Part()));
         EXPECT_EQ(progress.bytes, static_cast<long long>(kSize));
     }
+    // The same file over HTTP, as the demo fetches its prerequisite.
+    ::DeleteFileW(Target().c_str());
+    tv::FileTransfer transfer(nullptr);
+    const std::wstring url = L"http://127.0.0.1:" + std::to_wstring(Servers().Port("http")) + L"/f/setup.bin";
+    EXPECT_EQ(transfer.Download(url, Target()), 0u);
+    EXPECT_EQ(ReadAll(Target()), Pattern(kSize));
 }
 
 TEST(UrlHandling, PartsAndDecoding) {

@@ -89,7 +89,8 @@ TestServers::TestServers() {
     // Wine starts as it is.
     std::wstring command = L"Z:\\usr\\bin\\python3 " + Widen(UnixPath(script)) + L" --ports " +
                            Widen(UnixPath(ports)) + L" --log " + Widen(UnixPath(mLog)) + L" --lifeline " +
-                           Widen(UnixPath(mLifeline)) + L" --ftproot " + Widen(UnixPath(mFtpRoot)) + L" --limit 900";
+                           Widen(UnixPath(mLifeline)) + L" --ftproot " + Widen(UnixPath(mFtpRoot)) + L" --root " +
+                           Widen(UnixPath(mFtpRoot)) + L" --limit 900";
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION process{};

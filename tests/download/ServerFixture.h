@@ -27,7 +27,7 @@ public:
     // "http://127.0.0.1:<port>/b/<options>/<name>"
     std::wstring HttpUrl(const std::wstring& options, const std::wstring& name, bool secure = false) const;
     std::wstring FtpUrl(const std::wstring& name, const std::wstring& user = L"") const;
-    // The folder the FTP server serves.
+    // The folder the FTP server serves, and HTTP under "/f/<name>".
     const std::wstring& FtpRoot() const { return mFtpRoot; }
     // Requests logged since the last call.
     std::vector<LoggedRequest> TakeRequests();

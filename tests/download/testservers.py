@@ -19,6 +19,7 @@ with <options> a comma-separated list (or "-" for none):
     trickle=MS    send 1 KiB blocks with MS milliseconds between them
     to=https      redirect (302) to the same path, options minus "to", on HTTPS
     auth          answer 401 with a Basic challenge
+GET /f/<name> serves the file <name> of --root instead, with Range.
 Byte i of the pattern is (i * 7 + i // 256) % 256.
 Every request is logged to --log as one line of tab-separated fields:
 method, path, Range, User-Agent, protocol version, Accept-Encoding.
@@ -49,6 +50,7 @@ class State:
     seen = set()
     log = None
     https_port = 0
+    root = None
     stop = threading.Event()
 
 
@@ -68,11 +70,23 @@ class Handler(BaseHTTPRequestHandler):
             self.end_headers()
             State.stop.set()
             return
-        parts = self.path.split("/")
-        if len(parts) < 4 or parts[1] != "b":
+        parts = self.path.split("?")[0].split("/")
+        content = pattern
+        options = {}
+        if len(parts) == 3 and parts[1] == "f" and State.root:
+            # A real file of --root, with the same Range handling.
+            try:
+                with open(os.path.join(State.root, os.path.basename(parts[2])), "rb") as f:
+                    data = f.read()
+            except OSError:
+                self.send_error(404)
+                return
+            content = lambda a, b: data[a:b]
+            options["size"] = str(len(data))
+            parts = ["", "f", "-", parts[2]]
+        elif len(parts) < 4 or parts[1] != "b":
             self.send_error(404)
             return
-        options = {}
         for item in parts[2].split(","):
             if item and item != "-":
                 key, _, value = item.partition("=")
@@ -115,7 +129,7 @@ class Handler(BaseHTTPRequestHandler):
         position = start
         try:
             while position < end:
-                chunk = pattern(position, min(end, position + block))
+                chunk = content(position, min(end, position + block))
                 self.wfile.write(chunk)
                 position += len(chunk)
                 if trickle:
@@ -144,9 +158,11 @@ def main():
     parser.add_argument("--log", required=True)
     parser.add_argument("--lifeline", required=True)
     parser.add_argument("--ftproot")
+    parser.add_argument("--root", help="folder whose files GET /f/<name> serves")
     parser.add_argument("--limit", type=float, default=600)
     args = parser.parse_args()
     State.log = args.log
+    State.root = args.root
     open(State.log, "a").close()
 
     http = ThreadingHTTPServer(("127.0.0.1", 0), Handler)
