@@ -85,6 +85,20 @@ TEST_F(Transfer, HttpResumeRetryAndResults) {
         // Every fault but a cancel is told to the observer, once.
         EXPECT_EQ(progress.errors, c.result ? std::vector<DWORD>{c.result} : std::vector<DWORD>{});
     }
+
+    // The encoding header only when asked for, beside the range.
+    for (const wchar_t* encoding : {L"", L"*"}) {
+        ::DeleteFileW(Target().c_str());
+        WriteAll(Part(), Pattern(400));
+        tv::FileTransfer transfer(nullptr);
+        transfer.SetAcceptEncoding(encoding);
+        EXPECT_EQ(transfer.Download(Servers().HttpUrl(L"size=1000", L"setup.exe"), Target()), 0u);
+        const auto requests = Servers().TakeRequests();
+        ASSERT_EQ(requests.size(), 1u);
+        EXPECT_EQ(requests[0].range, "bytes=400-");
+        EXPECT_EQ(requests[0].encoding, Narrow(encoding));
+        EXPECT_EQ(ReadAll(Target()), whole);
+    }
 }
 
 TEST_F(Transfer, BadInputOtherSchemesAndCancel) {
