@@ -13,6 +13,9 @@ command -v python3 >/dev/null 2>&1 || need+=(python3)
 [ -d /usr/src/googletest/googletest ] || need+=(googletest)
 command -v ninja >/dev/null 2>&1 || need+=(ninja-build)
 command -v openssl >/dev/null 2>&1 || need+=(openssl)  # bench/md5.sh compares with it
+# The download tests' FTP server and the benchmark's native client.
+/usr/bin/python3 -c 'import pyftpdlib' >/dev/null 2>&1 || need+=(python3-pyftpdlib)
+command -v curl >/dev/null 2>&1 || need+=(curl)
 # Some hosts' kernels refuse 32-bit executables; there the 32-bit Wine runs
 # under qemu's user-mode emulation, which needs the preloader to lay out the
 # address space the way Wine expects.

@@ -1,5 +1,6 @@
 #include "extract/ChainerConfigurator.h"
 #include <msiquery.h>
+#include "download/PrereqDownload.h"
 #include "extract/PrereqExtractor.h"
 #include "extract/PrereqCleanup.h"
 #include "frame/DebugLog.h"
@@ -145,6 +146,11 @@ void ChainerConfigurator::FetchChainFiles(const std::vector<Prerequisite>& toExt
         PrereqExtractor extractor(mSession, GetPrereqsDir(mSession), mProgress);
         extractor.ExtractChainedPackages(toExtract);
         extractor.ExtractFromSetup(toExtract);
+    }
+    if (!toDownload.empty()) {
+        PrereqDownload download(mSession, GetPrereqsDir(mSession));
+        download.progress = &mProgress;
+        download.Download(toDownload);
     }
     for (const std::vector<Prerequisite>* list : {&toExtract, &toDownload}) {
         for (const Prerequisite& row : *list) {

@@ -6,6 +6,7 @@
 #include "frame/MsiTableReader.h"
 #include "frame/Session.h"
 #include "download/IntegrityCheck.h"
+#include "download/PrereqDownload.h"
 #include "install/Launcher.h"
 #include "install/PrereqCommand.h"
 #include "install/Restart.h"
@@ -236,7 +237,32 @@ bool Install::ArePrereqsFulfilled() {
 
 // Operations of later stages: until they are built each one leaves the
 // session untouched and reports nothing done.
-UINT Install::ReadAndDownload() { return mResult; }
+UINT Install::ReadAndDownload() {
+    TV_LOG(L"Entering Install::ReadAndDownload");
+    AnnounceAction(gDownloadActionName, mProgress);
+    std::vector<Prerequisite> list;
+    ReadDownloadList(list);
+    TV_LOG(L"Number of prerequisites to download: [ " << list.size() << L" ]");
+    if (list.empty()) return 0;
+    SetPrereqDirs();
+    TV_LOG(L"Prerequisites download location: [ " << GetPrereqsDir(mSession) << L" ]");
+    PrereqDownload download(mSession, GetPrereqsDir(mSession));
+    download.progress = &mProgress;
+    download.stopOnMandatoryFailure = true;
+    const UINT result = download.Download(list);
+    TV_LOG(L"Exit Install::ReadAndDownload");
+    return result;
+}
+
+void Install::ReadDownloadList(std::vector<Prerequisite>& list) {
+    MsiTableReader reader(mSession);
+    OpenPrereqTable(reader);
+    for (const Prerequisite& row : reader.GetRows()) {
+        if (!InDownloadList(mSession, row)) continue;
+        mProgress.SetStepCount(1, true);
+        list.push_back(row);
+    }
+}
 UINT Install::ParalelDownloadInstall() { return mResult; }
 
 }  // namespace tv

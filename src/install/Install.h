@@ -31,6 +31,8 @@ public:
     void ReadInstallList(RunPhase phase, std::vector<Prerequisite>& list);
     // The Extraction list, one progress step per row kept.
     void ReadExtractList(std::vector<Prerequisite>& list);
+    // The rows whose files are to be fetched, one progress step each.
+    void ReadDownloadList(std::vector<Prerequisite>& list);
     void AppendListProperty(const std::vector<std::wstring>& names, const std::wstring& property);
     void RunPrereqs(RunPhase phase, const std::vector<Prerequisite>& list);
     // Runs "A" or "A;B" (B first, then A unless B failed); true on failure.
