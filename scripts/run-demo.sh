@@ -1,8 +1,11 @@
 #!/usr/bin/env bash
 # Builds the demo package and installs it twice with `wine msiexec`, the
-# DLL's log switched on: first an installation that runs and verifies the
-# prerequisite, then one with DEMO_ROLLBACK=1 that undoes it. Prints the
-# DLL's lines of each verbose log and what the prerequisite did; leaves the
+# DLL's log switched on. The first installation searches the machine, runs
+# the pre-install prerequisite and verifies it through the search, extracts
+# one prerequisite from the setup executable (our test peer), downloads one
+# from a local web server of ours, installs both and cleans up; the second,
+# with DEMO_ROLLBACK_PRE=1, undoes the pre-install prerequisite. Prints the
+# DLL's lines of each verbose log and what the prerequisites did; leaves the
 # lines in <out>/install.lines and <out>/rollback.lines.
 # Expects a build and a running wineserver.
 #   run-demo.sh [out-folder]
@@ -15,12 +18,30 @@ out="$(cd "$out" && pwd)"
 bin="$root/build/bin"
 win() { winepath -w "$1" 2>/dev/null; }
 
-wine "$bin/makedemo.exe" "$(win "$out/demo.msi")" "$(win "$bin/tvprereq.dll")" >/dev/null
-# The prerequisite lies beside the package and is missing until it has run.
+# The program beside the package plays every prerequisite; the setup
+# executable carries DemoPrereq (group 102: Sequence 2 + 100), and the web
+# server serves WebPrereq's copy.
+rm -rf "$out/web" "$out/prereqs"
+mkdir -p "$out/web"
 cp "$bin/fakesetup.exe" "$out/fakesetup.exe"
+cp "$bin/fakesetup.exe" "$out/web/fakesetup.exe"
+cp "$bin/extractpeer.exe" "$out/setup.exe"
+printf 'payload 102 fakesetup.exe fakesetup.exe\nauto\n' > "$out/setup.exe.script"
+wine "$bin/makedemo.exe" "$(win "$out/demo.msi")" "$(win "$bin/tvprereq.dll")" "$(win "$out/fakesetup.exe")" >/dev/null
 wine reg delete 'HKCU\Software\TvDemo' /f >/dev/null 2>&1 || true
 wine reg delete 'HKCU\Software\Quillon' /f >/dev/null 2>&1 || true
-rm -f "$out"/*.log "$out"/*.lines "$out/demo-setup.txt"
+rm -f "$out"/*.log "$out"/*.lines "$out/demo-setup.txt" "$out/setup.exe.transcript" "$out"/web.*
+
+# The web server on a free loopback port; it ends when its lifeline file
+# goes, and by itself after ten minutes.
+touch "$out/web.lifeline"
+python3 "$root/tests/download/testservers.py" --ports "$out/web.ports" --log "$out/web.log" \
+  --lifeline "$out/web.lifeline" --root "$out/web" --limit 600 >/dev/null 2>&1 &
+server=$!
+trap 'rm -f "$out/web.lifeline"; wait $server 2>/dev/null || true' EXIT
+for _ in $(seq 300); do [ -s "$out/web.ports" ] && break; sleep 0.1; done
+port="$(awk '$1=="http"{print $2}' "$out/web.ports" 2>/dev/null)"
+[ -n "$port" ] || { echo "demo: the web server did not start" >&2; exit 1; }
 
 # install <name> [PROPERTY=value ...]: one msiexec run; its DLL lines go to
 # <out>/<name>.lines. Some hosts write the log in UTF-16.
@@ -41,11 +62,14 @@ install() {
   return $status
 }
 
+# A property's last value in a verbose log.
+property() { grep -a -E "^Property\(S\): $2 = " "$out/$1.utf8.log" | tail -1 | sed 's/^Property(S): //'; }
+
 show_effect() {
-  echo "--- the prerequisite's record (command line, folder) ---"
-  sed 's/^/  /' "$out/demo-setup.txt" 2>/dev/null || echo "  (empty: it did not run)"
-  echo "--- its registry value HKCU\\Software\\TvDemo\\Installed ---"
-  wine reg query 'HKCU\Software\TvDemo' /v Installed 2>/dev/null | tr -d '\r' | grep Installed | sed 's/^ */  /' \
+  echo "--- the prerequisites' record (command line, folder) ---"
+  sed 's/^/  /' "$out/demo-setup.txt" 2>/dev/null || echo "  (empty: nothing ran)"
+  echo "--- their registry values under HKCU\\Software\\TvDemo ---"
+  wine reg query 'HKCU\Software\TvDemo' 2>/dev/null | tr -d '\r' | grep REG_SZ | sed 's/^ */  /' \
     || echo "  (none)"
   echo "--- stored rollback entries ---"
   wine reg query 'HKCU\Software\Quillon\Tarvo\Prerequisites' /s 2>/dev/null | tr -d '\r' \
@@ -54,12 +78,22 @@ show_effect() {
 
 wine "$bin/tvatom.exe" on >/dev/null
 status=0
-# SETUPEXEDIR stands for the setup executable: without it a silent
-# installation is not verified and keeps its rollback entries in the session.
-install install SETUPEXEDIR="$(win "$out")" || status=$?
-grep -a -E 'DEMO_EXITCODE' "$out/install.utf8.log" | tail -1 | sed 's/^/  /' || true
+# SETUPEXEDIR and TV_SETUPEXEPATH stand for the setup executable: without
+# SETUPEXEDIR a silent installation is not verified and keeps its rollback
+# entries in the session.
+install install SETUPEXEDIR="$(win "$out")" TV_SETUPEXEPATH="$(win "$out/setup.exe")" \
+  DEMO_WEB_PORT="$port" || status=$?
+echo "--- the search: TVDEMOPRE before any prerequisite ran, and at the end ---"
+echo "  before: $(property install DEMO_SEARCH_BEFORE)"
+echo "  end:    $(property install TVDEMOPRE)"
+echo "--- the setup executable's side of the extraction ---"
+sed 's/^/  /' "$out/setup.exe.transcript" 2>/dev/null || echo "  (it did not run)"
+echo "--- the web server's log ---"
+sed 's/^/  /' "$out/web.log" 2>/dev/null || echo "  (empty)"
+echo "--- left in the prerequisites folder after CleanPrereq ---"
+if [ -d "$out/prereqs" ]; then find "$out/prereqs" | sed 's/^/  /'; else echo "  (the folder is gone)"; fi
 show_effect
-install rollback DEMO_ROLLBACK=1 || status=$?
+install rollback DEMO_ROLLBACK_PRE=1 DEMO_WEB_PORT="$port" || status=$?
 show_effect
 wine "$bin/tvatom.exe" off >/dev/null
 exit $status

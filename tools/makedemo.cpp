@@ -1,23 +1,39 @@
 // Builds the demo package: the custom-action DLL in its Binary table, one
 // immediate custom action for each export in execute-sequence order, and
-// one prerequisite: fakesetup.exe beside the package, bound to the feature
-// Main, missing until its registry value exists or its setup succeeded, and
-// undone by rollback
-// (which runs only when DEMO_ROLLBACK is set).
-//   makedemo <package.msi> <tvprereq.dll>
+// two prerequisites, both played by fakesetup.exe:
+//   PreDemo     installed before the others (letter y) on a command line of
+//               its own (no file), detected by a TV_AppSearchEx registry
+//               search that verification repeats, undone by rollback when
+//               DEMO_ROLLBACK_PRE is set;
+//   DemoPrereq  bound to the feature Main, extracted from the setup
+//               executable (TV_SETUPEXEPATH) by ExtractPrereq, then
+//               installed;
+//   WebPrereq   bound to Main, downloaded by DownloadPrereq from a local
+//               web server (port in DEMO_WEB_PORT), checked against the
+//               size and MD5 of <websetup.exe>, then installed.
+// CleanPrereq removes the extracted and downloaded files at the end.
+//   makedemo <package.msi> <tvprereq.dll> <websetup.exe>
 #include <windows.h>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
 #include "TestPackage.h"
+#include "download/Md5.h"
 
 using namespace tvtest;
 
 int wmain(int argc, wchar_t** argv) {
-    if (argc < 3) {
-        std::fwprintf(stderr, L"usage: makedemo <package.msi> <tvprereq.dll>\n");
+    if (argc < 4) {
+        std::fwprintf(stderr, L"usage: makedemo <package.msi> <tvprereq.dll> <websetup.exe>\n");
         return 2;
     }
+    std::wstring webMd5;
+    WIN32_FILE_ATTRIBUTE_DATA webFile{};
+    if (!tv::HashFileMd5(argv[3], webMd5) || !::GetFileAttributesExW(argv[3], GetFileExInfoStandard, &webFile)) {
+        std::fwprintf(stderr, L"cannot read %ls\n", argv[3]);
+        return 1;
+    }
+    const std::wstring webSize = std::to_wstring(webFile.nFileSizeLow);
     std::ifstream in(Narrow(argv[2]), std::ios::binary);
     Stream dll{std::vector<std::uint8_t>(std::istreambuf_iterator<char>(in), {})};
     if (dll.bytes.empty()) {
@@ -35,7 +51,16 @@ int wmain(int argc, wchar_t** argv) {
         package.Row(L"UIText", {L"PrereqCompletedSuffix", L" (done)"});
         package.Row(L"UIText", {L"InstallPrereq", L"Installing prerequisites"});
         package.Row(L"ActionText", {L"TV_InstallPrerequisite", L"Installing prerequisites", L"[1]"});
+        package.Row(L"ActionText", {L"TV_ExtractPrereq", L"Extracting prerequisites", L"[1]"});
+        package.Row(L"ActionText", {L"TV_DownloadPrereq", L"Downloading prerequisites", L"[1]"});
+        // Location 0 files come out of the setup executable into this folder.
+        package.Property(L"TV_EMBEDDED_FILES_LOCATION", L"1");
+        package.Property(L"TV_PREREQS_DIR", L"[SourceDir]prereqs");
+
+        // Our own search finds PreDemo's value: 1.0 or later.
         package.Table(L"TV_AppSearchEx");
+        package.Row(L"TV_AppSearchEx",
+                    {L"TVDEMOPRE", Null{}, 2, L"HKCU\\Software\\TvDemo\\Pre", L"1.0", Null{}, Null{}, Null{}, L"1", 1});
 
         // The installer's own search tells whether the prerequisite is there.
         package.TableSql(L"CREATE TABLE `AppSearch` (`Property` CHAR(72) NOT NULL, `Signature_` CHAR(72) NOT NULL "
@@ -44,6 +69,8 @@ int wmain(int argc, wchar_t** argv) {
                          L"`Key` CHAR(255) NOT NULL, `Name` CHAR(255), `Type` SHORT PRIMARY KEY `Signature_`)");
         package.Row(L"AppSearch", {L"DEMOPREREQ", L"DemoPrereqValue"});
         package.Row(L"RegLocator", {L"DemoPrereqValue", 1, L"Software\\TvDemo", L"Installed", 2});
+        package.Row(L"AppSearch", {L"DEMOWEB", L"DemoWebValue"});
+        package.Row(L"RegLocator", {L"DemoWebValue", 1, L"Software\\TvDemo", L"Web", 2});
 
         package.Row(L"Directory", {L"TARGETDIR", Null{}, L"SourceDir"});
         package.Row(L"Feature", {L"Main", Null{}, L"Main", Null{}, 1, 1, Null{}, 0});
@@ -51,18 +78,41 @@ int wmain(int argc, wchar_t** argv) {
         package.Row(L"FeatureComponents", {L"Main", L"MainComponent"});
 
         package.Table(L"TV_PreRequisite");
+        // No file of its own: the command names the program beside the package.
+        package.Prereq({{L"PrereqKey", L"PreDemo"},
+                        {L"DisplayName", L"Demo pre-install prerequisite"},
+                        {L"Location", 2},
+                        {L"Options", L"yl"},
+                        {L"Sequence", 1},
+                        {L"MissingCondition", L"NOT TVDEMOPRE"},
+                        {L"ComLine", L"\"[SourceDir]fakesetup.exe\" /regvalue:Software\\TvDemo\\Pre=[ProductVersion] "
+                                     L"/record:\"[SourceDir]demo-setup.txt\" /exit:0"},
+                        {L"UninstallComLine", L"\"[SourceDir]fakesetup.exe\" /regdelete:Software\\TvDemo\\Pre "
+                                              L"/record:\"[SourceDir]demo-setup.txt\""}});
         package.Prereq({{L"PrereqKey", L"DemoPrereq"},
                         {L"DisplayName", L"Demo prerequisite"},
                         {L"Location", 0},
                         {L"TargetName", L"fakesetup.exe"},
-                        {L"Options", L"fl"},
+                        {L"Options", L"f"},
                         {L"Feature_", L"Main"},
-                        {L"Sequence", 1},
+                        {L"Sequence", 2},
                         // Missing until the search finds its value, or until its setup reported success.
                         {L"MissingCondition", L"NOT DEMOPREREQ AND DEMO_EXITCODE <> \"0\""},
                         {L"ComLine", L"/regvalue:Software\\TvDemo\\Installed=[ProductVersion] /record:\"[SourceDir]demo-setup.txt\" /exit:0"},
-                        {L"UninstallComLine", L"/regdelete:Software\\TvDemo\\Installed /record:\"[SourceDir]demo-setup.txt\""},
                         {L"RetValPropName", L"DEMO_EXITCODE"}});
+        package.Prereq({{L"PrereqKey", L"WebPrereq"},
+                        {L"DisplayName", L"Demo downloaded prerequisite"},
+                        {L"Location", 1},
+                        {L"SetupFileUrl", L"http://127.0.0.1:[DEMO_WEB_PORT]/f/fakesetup.exe"},
+                        {L"ExactSize", webSize},
+                        {L"MD5", webMd5},
+                        {L"TargetName", L"web?websetup.exe"},
+                        {L"Options", L"f"},
+                        {L"Feature_", L"Main"},
+                        {L"Sequence", 3},
+                        {L"MissingCondition", L"NOT DEMOWEB AND DEMO_WEB_EXIT <> \"0\""},
+                        {L"ComLine", L"/regvalue:Software\\TvDemo\\Web=[ProductVersion] /record:\"[SourceDir]demo-setup.txt\" /exit:0"},
+                        {L"RetValPropName", L"DEMO_WEB_EXIT"}});
         package.Table(L"Error");
         for (int number : {4153, 4154, 4155, 4156})
             package.Row(L"Error", {number, L"The prerequisite [2] could not be installed."});
@@ -80,6 +130,11 @@ int wmain(int argc, wchar_t** argv) {
         int sequence = 1100;
         for (const wchar_t* name : exports) {
             const std::wstring action = std::wstring(L"TV_Demo_") + name;
+            // What the search found before any prerequisite ran.
+            if (std::wstring(name) == L"InstallPrePrereq") {
+                package.Row(L"CustomAction", {L"TV_Demo_SearchBefore", 51, L"DEMO_SEARCH_BEFORE", L"[TVDEMOPRE]-"});
+                package.Row(L"InstallExecuteSequence", {L"TV_Demo_SearchBefore", Null{}, sequence++});
+            }
             // Type 1: a function of a DLL stored in the Binary table, run at once.
             package.Row(L"CustomAction", {action, 1, L"TvPrereq", name});
             // Each rollback takes the whole stored value, so only the one of
