@@ -3,7 +3,7 @@
 #include <hstring.h>
 #include <inspectable.h>
 #include "frame/DebugLog.h"
-#include "platform/ComObject.h"
+#include "platform/ComPointer.h"
 #include "platform/SystemLibrary.h"
 
 namespace tv {
@@ -64,8 +64,8 @@ public:
     }
     bool Ok() const { return mCreate && mDelete && mBuffer && mActivate; }
 
-    ComObject<IInspectable> Activate(const std::wstring& className) const {
-        ComObject<IInspectable> instance;
+    ComPointer<IInspectable> Activate(const std::wstring& className) const {
+        ComPointer<IInspectable> instance;
         HSTRING name = nullptr;
         if (FAILED(mCreate(className.c_str(), static_cast<UINT32>(className.size()), &name))) return instance;
         const HRESULT hr = mActivate(name, instance.Put());
@@ -95,7 +95,7 @@ private:
 };
 
 bool ReadIdentity(const WinRt& runtime, IRawPackage* package, PackageIdentity& out) {
-    ComObject<IRawPackageId> id;
+    ComPointer<IRawPackageId> id;
     if (FAILED(package->get_Id(id.Put())) || !id) return false;
     HSTRING text = nullptr;
     if (SUCCEEDED(id.Get()->get_Name(&text))) out.name = runtime.Take(text);
@@ -114,20 +114,20 @@ bool ReadIdentity(const WinRt& runtime, IRawPackage* package, PackageIdentity& o
 void ListPackagesOfUser(std::vector<PackageIdentity>& out) {
     const WinRt runtime;
     if (!runtime.Ok()) return;
-    const ComObject<IInspectable> instance = runtime.Activate(L"Windows.Management.Deployment.PackageManager");
+    const ComPointer<IInspectable> instance = runtime.Activate(L"Windows.Management.Deployment.PackageManager");
     if (!instance) return;
-    ComObject<IRawPackageManager> manager;
+    ComPointer<IRawPackageManager> manager;
     if (FAILED(instance.Get()->QueryInterface(kIidPackageManager, reinterpret_cast<void**>(manager.Put()))) || !manager)
         return;
     // An empty user identifier means the user of this process.
-    ComObject<IRawPackageIterable> packages;
+    ComPointer<IRawPackageIterable> packages;
     if (FAILED(manager.Get()->FindPackagesByUserSecurityId(nullptr, packages.Put())) || !packages) return;
-    ComObject<IRawPackageIterator> iterator;
+    ComPointer<IRawPackageIterator> iterator;
     if (FAILED(packages.Get()->First(iterator.Put())) || !iterator) return;
     boolean hasCurrent = 0;
     if (FAILED(iterator.Get()->get_HasCurrent(&hasCurrent))) return;
     while (hasCurrent) {
-        ComObject<IRawPackage> package;
+        ComPointer<IRawPackage> package;
         PackageIdentity identity;
         if (SUCCEEDED(iterator.Get()->get_Current(package.Put())) && package && ReadIdentity(runtime, package.Get(), identity))
             out.push_back(std::move(identity));

@@ -106,7 +106,9 @@ TEST_F(ChainerTest, IniFileForRowsOfDifferentOptionsAndUiLevels) {
              L"[App2]\r\nSetupFile={S}\\prereqs\\Beta\\beta.exe\r\nCommandLine=/silent /norestart\r\nOptions=ni\r\n"
              L"[App3]\r\nSetupFile={M}\r\nCommandLine=/x {S}\\setup\\gamma.msi /qn\r\nOptions=-bQi\r\n"
              L"[App4]\r\nCommandLine=/standalone\r\nOptions=bi\r\n"
-             L"[PREREQ_CHAINER]\r\nCleanupFiles=C:\\a.exe\x0001" L"C:\\b c.exe\r\nCleanupFolders={P}\r\n"
+             // The download that failed noted its file all the same.
+             L"[PREREQ_CHAINER]\r\nCleanupFiles=C:\\a.exe\x0001" L"C:\\b c.exe\x0001{S}\\prereqs\\Beta\\beta.exe\r\n"
+             L"CleanupFolders={P}\r\n"
              L"CleanupScript={S}\\prereqs\\file_deleter.ps1\r\n",
          // Without an embedded location Gamma's file lies beside the setup
          // and isn't extracted; Alpha's is there.

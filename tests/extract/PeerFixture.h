@@ -1,6 +1,8 @@
 #pragma once
 // A package with prerequisites that come out of the setup executable, played
 // by extractpeer.exe copied into a folder of the test's own.
+#include <windows.h>
+#include <tlhelp32.h>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -65,10 +67,29 @@ protected:
         for (std::string line; std::getline(in, line);) lines.push_back(line);
         return lines;
     }
-    // The transcript behind its "args: " line.
+    // The transcript behind its "args: " line, once the peer the library
+    // started has ended (it writes its last lines after the library's side
+    // is done), or after ten seconds.
     Lines Conversation() const {
+        WaitForStartedPeers();
         const Lines all = Transcript();
         return all.size() > 1 ? Lines(all.begin() + 1, all.end()) : Lines{};
+    }
+    void WaitForStartedPeers() const {
+        const std::wstring name = Setup().substr(Setup().rfind(L'\\') + 1);
+        for (int attempt = 0; attempt < 100; ++attempt) {
+            tv::KernelHandle snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+            PROCESSENTRY32W entry{};
+            entry.dwSize = sizeof(entry);
+            bool running = false;
+            if (snapshot && ::Process32FirstW(snapshot.Get(), &entry)) {
+                do {
+                    running = running || ::lstrcmpiW(entry.szExeFile, name.c_str()) == 0;
+                } while (::Process32NextW(snapshot.Get(), &entry));
+            }
+            if (!running) return;
+            ::Sleep(100);
+        }
     }
     static std::string ReadBytes(const std::wstring& path) {
         std::ifstream in(path.c_str(), std::ios::binary);

@@ -69,8 +69,6 @@ std::string ReadBytes(const std::wstring& path) {
     return bytes;
 }
 
-namespace {
-
 void RemoveTree(const std::wstring& folder) {
     WIN32_FIND_DATAW data;
     HANDLE find = ::FindFirstFileW((folder + L"\\*").c_str(), &data);
@@ -87,7 +85,6 @@ void RemoveTree(const std::wstring& folder) {
     ::RemoveDirectoryW(folder.c_str());
 }
 
-}  // namespace
 
 ScratchFolder::ScratchFolder(const std::wstring& suffix) : path(TestPackage::TempPath(suffix)) {
     ::CreateDirectoryW(path.c_str(), nullptr);

@@ -78,6 +78,9 @@ struct ScratchFolder {
     std::wstring path;  // without a final "\"
 };
 
+// Removes a folder with everything in it.
+void RemoveTree(const std::wstring& folder);
+
 // The bytes of a file; empty when it can't be read.
 std::string ReadBytes(const std::wstring& path);
 
