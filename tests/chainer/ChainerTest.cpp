@@ -18,6 +18,45 @@ struct Row {
     std::wstring options;
 };
 
+// Runs a launcher and gives its exit code; fails the test after 60 s.
+DWORD RunLauncher(const std::wstring& launcher, const std::wstring& folder) {
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION info{};
+    std::wstring command = L"\"" + launcher + L"\"";
+    if (!::CreateProcessW(launcher.c_str(), command.data(), nullptr, nullptr, FALSE, 0, nullptr, folder.c_str(),
+                          &startup, &info)) {
+        ADD_FAILURE() << "launcher did not start: " << ::GetLastError();
+        return 0xFFFFFFFF;
+    }
+    tv::KernelHandle process(info.hProcess), thread(info.hThread);
+    if (::WaitForSingleObject(process.Get(), 60000) != WAIT_OBJECT_0) {
+        ::TerminateProcess(process.Get(), 1);
+        ADD_FAILURE() << "launcher still running after 60 s";
+    }
+    DWORD code = 0;
+    ::GetExitCodeProcess(process.Get(), &code);
+    return code;
+}
+
+std::string ReadText(const std::wstring& path) {
+    std::ifstream in(Narrow(path), std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+// The arguments behind "tag:" of each start recorded by fakesetup, in order.
+std::vector<std::string> TaggedLaunches(const std::wstring& record) {
+    std::istringstream in(ReadText(record));
+    std::vector<std::string> tags;
+    for (std::string line; std::getline(in, line);) {
+        const size_t tag = line.find("tag:");
+        if (tag != std::string::npos) tags.push_back(line.substr(tag + 4, line.find_first_of(" \r", tag) - tag - 4));
+    }
+    return tags;
+}
+
 class Chainer : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -65,42 +104,8 @@ protected:
         ASSERT_TRUE(ini.Write());
     }
 
-    // Runs the launcher and gives its exit code; fails the test after 60 s.
-    DWORD Run() const {
-        STARTUPINFOW startup{};
-        startup.cb = sizeof(startup);
-        PROCESS_INFORMATION info{};
-        std::wstring command = L"\"" + Launcher() + L"\"";
-        if (!::CreateProcessW(Launcher().c_str(), command.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                              mFolder.c_str(), &startup, &info)) {
-            ADD_FAILURE() << "launcher did not start: " << ::GetLastError();
-            return 0xFFFFFFFF;
-        }
-        tv::KernelHandle process(info.hProcess), thread(info.hThread);
-        if (::WaitForSingleObject(process.Get(), 60000) != WAIT_OBJECT_0) {
-            ::TerminateProcess(process.Get(), 1);
-            ADD_FAILURE() << "launcher still running after 60 s";
-        }
-        DWORD code = 0;
-        ::GetExitCodeProcess(process.Get(), &code);
-        return code;
-    }
-    static std::string ReadText(const std::wstring& path) {
-        std::ifstream in(Narrow(path), std::ios::binary);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
-    // The tags the setup program was started with, in order.
-    std::vector<std::string> Launches() const {
-        std::istringstream in(ReadText(Record()));
-        std::vector<std::string> tags;
-        for (std::string line; std::getline(in, line);) {
-            const size_t tag = line.find("tag:");
-            if (tag != std::string::npos) tags.push_back(line.substr(tag + 4, line.find_first_of(" \r", tag) - tag - 4));
-        }
-        return tags;
-    }
+    DWORD Run() const { return RunLauncher(Launcher(), mFolder); }
+    std::vector<std::string> Launches() const { return TaggedLaunches(Record()); }
     std::string Log(const std::wstring& path = L"") const {
         return ReadText(path.empty() ? mFolder + L"\\tvpackagechainer.log" : path);
     }
@@ -202,4 +207,64 @@ TEST_F(Chainer, CleanupRemovesOnlyWhatLiesBelowTheStopFolder) {
     EXPECT_NE(Log(log).find("App1 (A): ended with exit code 0"), std::string::npos);
 }
 
+// The .ini that ConfigurePrereqLauncher writes in a session, run by the
+// launcher it extracted from the package.
+class ChainerFromSession : public SessionTest {
+protected:
+    void SetUp() override {
+        const std::string launcher = ReadText(TvDll::Folder() + L"\\tvpackagechainer.exe");
+        ASSERT_FALSE(launcher.empty());
+        mPackage.Row(L"Binary", {L"tvpackagechainer.exe", Stream{{launcher.begin(), launcher.end()}}});
+        mPackage.Row(L"Binary", {L"file_deleter.ps1", Stream{{'#'}}});
+        ::CreateDirectoryW((mScratch.path + L"\\setup").c_str(), nullptr);
+        ::CopyFileW((TvDll::Folder() + L"\\fakesetup.exe").c_str(), (mScratch.path + L"\\setup\\fakesetup.exe").c_str(),
+                    FALSE);
+    }
+    std::wstring Record() const { return mScratch.path + L"\\record.txt"; }
+    ScratchFolder mScratch{L"-chainrun"};
+};
+
 }  // namespace
+
+TEST_F(ChainerFromSession, RunsTheChainSilentlyAndRemovesTheFetchedFiles) {
+    const std::wstring recording = L" /record:\"" + Record() + L"\" tag:";
+    // Quiet letter, and a UILevel-driven one that takes the silent switch at
+    // UILevel 2; a row already present (k) stays out of the chain.
+    mPackage.Prereq({{L"PrereqKey", L"A"}, {L"DisplayName", L"Alpha"}, {L"Location", 0},
+                     {L"TargetName", L"fakesetup.exe"}, {L"Options", L"q"}, {L"Sequence", 1},
+                     {L"NoUiComLine", L"/very-quiet"}, {L"MissingCondition", L"1"},
+                     {L"ComLine", L"[TV_PREREQ_UILEVEL_SWITCH]" + recording + L"A"}});
+    mPackage.Prereq({{L"PrereqKey", L"B"}, {L"DisplayName", L"Beta"}, {L"Location", 0},
+                     {L"TargetName", L"fakesetup.exe"}, {L"Options", L"nm"}, {L"Sequence", 2},
+                     {L"BasicUiComLine", L"/basic"}, {L"NoUiComLine", L"/silent"}, {L"MissingCondition", L"1"},
+                     {L"ComLine", L"[TV_PREREQ_UILEVEL_SWITCH]" + recording + L"B /exit:3010"}});
+    mPackage.Prereq({{L"PrereqKey", L"K"}, {L"DisplayName", L"Kept out"}, {L"Location", 0},
+                     {L"TargetName", L"fakesetup.exe"}, {L"Options", L"k"}, {L"Sequence", 3},
+                     {L"MissingCondition", L"1"}, {L"ComLine", recording + L"K"}});
+    Open();
+    SetProperty(L"SourceDir", mScratch.path + L"\\setup\\");
+    SetProperty(L"UILevel", L"2");
+    SetProperty(L"TV_PREREQS_DIR", mScratch.path + L"\\prereqs\\");
+    SetProperty(L"TV_PREREQDIRS", mScratch.path);
+    // Files an earlier step fetched, and one outside the stop folder.
+    mScratch.Make(L"prereqs\\fetched\\one.exe");
+    const std::wstring fetched = mScratch.path + L"\\prereqs\\fetched\\one.exe";
+    const std::wstring outside = mScratch.path + L"\\..\\" + tv::FileNameOf(mScratch.path) + L"-not-ours.txt";
+    SetProperty(L"TV_PREREQFILES", fetched + L'\x0001' + outside);
+
+    EXPECT_EQ(Call("ConfigurePrereqLauncher"), 0u);
+    const std::wstring launcher = Property(L"TV_PREREQ_CHAINER");
+    ASSERT_EQ(launcher, mScratch.path + L"\\prereqs\\tvpackagechainer.exe");
+    EXPECT_EQ(RunLauncher(launcher, mScratch.path), 0u);
+
+    EXPECT_EQ(TaggedLaunches(Record()), (std::vector<std::string>{"A", "B"}));
+    const std::string record = ReadText(Record());
+    EXPECT_NE(record.find("/very-quiet"), std::string::npos) << record;
+    EXPECT_NE(record.find("/silent"), std::string::npos) << record;
+    EXPECT_EQ(record.find("/basic"), std::string::npos) << record;
+    EXPECT_FALSE(mScratch.Exists(L"prereqs\\fetched"));
+    EXPECT_TRUE(mScratch.Exists(L"prereqs\\tvpackagechainer.ini"));
+    const std::string log = ReadText(mScratch.path + L"\\prereqs\\tvpackagechainer.log");
+    EXPECT_NE(log.find("App2 (Beta): ended with exit code 3010"), std::string::npos) << log;
+    EXPECT_NE(log.find("left in place, not below"), std::string::npos) << log;
+}
