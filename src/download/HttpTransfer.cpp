@@ -49,25 +49,31 @@ bool QueryText(HINTERNET request, DWORD info, std::wstring& out, DWORD bytes) {
     return false;
 }
 
+// The value of the parameter `name` in a list such as `a=1; charset=x`,
+// pieces split at `separator`, names matched without case; false if absent.
+bool ParameterOf(const std::wstring& list, wchar_t separator, const wchar_t* name, std::wstring& value) {
+    size_t start = 0;
+    while (start <= list.size()) {
+        size_t end = list.find(separator, start);
+        if (end == std::wstring::npos) end = list.size();
+        const std::wstring piece = list.substr(start, end - start);
+        const size_t equals = piece.find(L'=');
+        if (equals != std::wstring::npos && SameNoCase(Trim(piece.substr(0, equals)), name)) {
+            value = piece.substr(equals + 1);
+            return true;
+        }
+        start = end + 1;
+    }
+    return false;
+}
+
 // The realm of a challenge such as `Basic realm="files", charset="UTF-8"`.
 std::wstring RealmOf(const std::wstring& challenge) {
     const size_t blank = challenge.find(L' ');
-    if (blank == std::wstring::npos) return {};
-    const std::wstring list = challenge.substr(blank + 1);
-    size_t start = 0;
-    while (start <= list.size()) {
-        size_t comma = list.find(L',', start);
-        if (comma == std::wstring::npos) comma = list.size();
-        const std::wstring piece = list.substr(start, comma - start);
-        const size_t equals = piece.find(L'=');
-        if (equals != std::wstring::npos && SameNoCase(Trim(piece.substr(0, equals)), L"realm")) {
-            std::wstring value = piece.substr(equals + 1);
-            if (value.size() >= 2 && value.front() == L'"' && value.back() == L'"') value = value.substr(1, value.size() - 2);
-            return value;
-        }
-        start = comma + 1;
-    }
-    return {};
+    std::wstring value;
+    if (blank == std::wstring::npos || !ParameterOf(challenge.substr(blank + 1), L',', L"realm", value)) return {};
+    if (value.size() >= 2 && value.front() == L'"' && value.back() == L'"') value = value.substr(1, value.size() - 2);
+    return value;
 }
 
 std::wstring HttpDate(const SYSTEMTIME& time) {
@@ -106,19 +112,9 @@ void FileTransfer::AddFormField(const std::wstring& name, const std::wstring& va
 }
 
 bool FileTransfer::GetResponseCharset(std::wstring& out) {
-    size_t start = 0;
-    while (start <= responseContentType.size()) {
-        size_t semicolon = responseContentType.find(L';', start);
-        if (semicolon == std::wstring::npos) semicolon = responseContentType.size();
-        const std::wstring piece = responseContentType.substr(start, semicolon - start);
-        const size_t equals = piece.find(L'=');
-        if (equals != std::wstring::npos && SameNoCase(Trim(piece.substr(0, equals)), L"charset")) {
-            out = Trim(piece.substr(equals + 1));
-            return true;
-        }
-        start = semicolon + 1;
-    }
-    return false;
+    if (!ParameterOf(responseContentType, L';', L"charset", out)) return false;
+    out = Trim(out);
+    return true;
 }
 
 DWORD FileTransfer::OpenHttp(HINTERNET session, const std::wstring& url, const wchar_t* verb, INTERNET_PORT port,

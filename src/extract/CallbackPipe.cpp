@@ -70,12 +70,7 @@ bool CallbackPipe::Complete(BOOL started, DWORD& bytes, DWORD limitMs) {
 }
 
 bool CallbackPipe::Connect() {
-    OVERLAPPED* overlapped = nullptr;
-    if (mEvent) {
-        mOverlapped = OVERLAPPED{};
-        mOverlapped.hEvent = mEvent.Get();
-        overlapped = &mOverlapped;
-    }
+    OVERLAPPED* overlapped = FreshOverlapped();
     // Called before every read: from the second read on the system answers
     // that the client is connected already.
     BOOL connected = ::ConnectNamedPipe(mHandle.Get(), overlapped);
@@ -93,14 +88,16 @@ bool CallbackPipe::Connect() {
     return false;
 }
 
+OVERLAPPED* CallbackPipe::FreshOverlapped() {
+    if (!mEvent) return nullptr;
+    mOverlapped = OVERLAPPED{};
+    mOverlapped.hEvent = mEvent.Get();
+    return &mOverlapped;
+}
+
 std::wstring CallbackPipe::Read() {
     if (mPeerGone || !Connect()) return {};
-    OVERLAPPED* overlapped = nullptr;
-    if (mEvent) {
-        mOverlapped = OVERLAPPED{};
-        mOverlapped.hEvent = mEvent.Get();
-        overlapped = &mOverlapped;
-    }
+    OVERLAPPED* overlapped = FreshOverlapped();
     DWORD bytes = 0;
     const BOOL started = ::ReadFile(mHandle.Get(), mBuffer.get(), kMessageBytes, &bytes, overlapped);
     const bool ok = Complete(started, bytes, INFINITE);
@@ -148,12 +145,7 @@ bool CallbackPipe::ReadNumber64(long long& value) {
 
 void CallbackPipe::Send(const std::wstring& text) {
     if (!mHandle || mPeerGone) return;
-    OVERLAPPED* overlapped = nullptr;
-    if (mEvent) {
-        mOverlapped = OVERLAPPED{};
-        mOverlapped.hEvent = mEvent.Get();
-        overlapped = &mOverlapped;
-    }
+    OVERLAPPED* overlapped = FreshOverlapped();
     DWORD bytes = 0;
     const BOOL started = ::WriteFile(mHandle.Get(), text.data(), static_cast<DWORD>(text.size() * sizeof(wchar_t)),
                                      &bytes, overlapped);

@@ -63,6 +63,9 @@ private:
     // Waits for an operation that the system left pending; false when it
     // failed or the watched peer ended first. `bytes` gets the count.
     bool Complete(BOOL started, DWORD& bytes, DWORD limitMs);
+    // The overlapped record for the next call, or null for a handle that
+    // was not opened for it.
+    OVERLAPPED* FreshOverlapped();
 
     bool mOpened = false;
     bool mIsServer = false;
