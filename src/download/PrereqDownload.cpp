@@ -3,6 +3,7 @@
 #include "download/FileTransfer.h"
 #include "download/IntegrityCheck.h"
 #include "download/UrlParts.h"
+#include "extract/PrereqExtractor.h"
 #include "frame/DebugLog.h"
 #include "frame/Messages.h"
 #include "frame/Session.h"
@@ -112,6 +113,56 @@ PrereqDownload::RowVerdict PrereqDownload::FinishRow(const Prerequisite& row, bo
     progress->SendActionData({doneText + progress->CompletedSuffix(), name});
     TV_LOG(L"Finished update MSI action data.");
     return RowVerdict::Next;
+}
+
+bool PrereqDownload::DownloadAndExtract(const std::vector<Prerequisite>& rows,
+                                        std::map<int, std::promise<bool>> promises) {
+    TV_LOG(L"Entering PrereqDownload::DownloadAndExtract");
+    if (rows.empty()) return false;
+    TV_LOG(L"Prerequisites DownloadAndExtract started.");
+    // Each promise is taken out of the map as it is set, so that none is
+    // ever set twice, whatever the rows' keys.
+    auto settle = [&promises](int sequence, bool value) {
+        auto it = promises.find(sequence);
+        if (it == promises.end()) return;
+        it->second.set_value(value);
+        promises.erase(it);
+    };
+    for (size_t i = 0; i < rows.size(); ++i) {
+        const Prerequisite& row = rows[i];
+        const int sequence = CellInt(row, L"Sequence");
+        const int location = CellInt(row, L"Location");
+        bool ok = false;
+        bool extract = false;
+        bool extracted = false;
+        if (location == 1) {
+            progress->SendActionData({progress->DownloadingText(), Cell(row, L"DisplayName")});
+            ok = DownloadPrereqFile(row);
+            extract = !FileExists(GetPrereqFilePath(session, row)) && !IsFileNeeded(session, row);
+        } else if (location == 0) {
+            extract = true;
+        }
+        if (extract) {
+            PrereqExtractor extractor(session, GetPrereqsDir(session), *progress);
+            extractor.stopOnFailure = true;
+            const std::vector<Prerequisite> one{row};
+            if (extractor.ExtractChainedPackages(one) == 0) ok = true;
+            if (extractor.ExtractFromSetup(one) == 0) ok = true;
+            extracted = true;
+        }
+        int answer = 0;
+        const std::wstring& doneText = extracted ? progress->ExtractingText() : progress->DownloadingText();
+        if (FinishRow(row, ok, doneText, answer) != RowVerdict::Next) {
+            settle(sequence, false);
+            return false;
+        }
+        // Rows that share a Sequence share its promise: it is kept until the
+        // last of them is delivered, so the run never launches one of them
+        // before all their files are here.
+        if (i + 1 == rows.size() || CellInt(rows[i + 1], L"Sequence") != sequence) settle(sequence, true);
+    }
+    TV_LOG(L"Prerequisites download ended.");
+    return true;
 }
 
 bool PrereqDownload::DownloadPrereqFile(const Prerequisite& row) {

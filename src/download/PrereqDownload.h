@@ -1,6 +1,8 @@
 #pragma once
 #include <windows.h>
 #include <msi.h>
+#include <future>
+#include <map>
 #include <string>
 #include <vector>
 #include "frame/PrereqProgress.h"
@@ -21,6 +23,11 @@ public:
 
     // 0, 1602 after a cancel, or the answer of a refused prompt (2).
     UINT Download(const std::vector<Prerequisite>& rows);
+    // The parallel route's delivery, on a thread of its own: each row
+    // fetched or extracted, judged, and its promise set. A stop sets the
+    // promise of its row to false and leaves the later ones unset, so they
+    // break when the map goes. True when the whole list was dealt with.
+    bool DownloadAndExtract(const std::vector<Prerequisite>& rows, std::map<int, std::promise<bool>> promises);
     // True when the row's file is at hand. All log lines of a row come
     // from here.
     bool DownloadPrereqFile(const Prerequisite& row);

@@ -83,14 +83,9 @@ void Install::RunPrereqs(RunPhase phase, const std::vector<Prerequisite>& list) 
             mResult = 1;
             continue;
         }
-        auto future = mFutures.find(CellInt(row, L"Sequence"));
-        if (future != mFutures.end()) {
-            const bool delivered = future->second.get();
-            mFutures.erase(future);
-            if (!delivered) {
-                mResult = ERROR_INSTALL_USEREXIT;
-                break;
-            }
+        if (!AwaitDelivery(row)) {
+            mResult = ERROR_INSTALL_USEREXIT;
+            break;
         }
         if (GetRunPhase(OptionsOf(row)) != phase) continue;
         LaunchPrereq(row);
@@ -235,8 +230,6 @@ bool Install::ArePrereqsFulfilled() {
     return true;
 }
 
-// Operations of later stages: until they are built each one leaves the
-// session untouched and reports nothing done.
 UINT Install::ReadAndDownload() {
     TV_LOG(L"Entering Install::ReadAndDownload");
     AnnounceAction(gDownloadActionName, mProgress);
@@ -263,6 +256,5 @@ void Install::ReadDownloadList(std::vector<Prerequisite>& list) {
         list.push_back(row);
     }
 }
-UINT Install::ParalelDownloadInstall() { return mResult; }
 
 }  // namespace tv

@@ -33,6 +33,9 @@ public:
     void ReadExtractList(std::vector<Prerequisite>& list);
     // The rows whose files are to be fetched, one progress step each.
     void ReadDownloadList(std::vector<Prerequisite>& list);
+    // The rows the parallel route delivers, with a promise and a future per
+    // Sequence; true when none of them is to be downloaded.
+    bool ReadTransferList(std::vector<Prerequisite>& list);
     void AppendListProperty(const std::vector<std::wstring>& names, const std::wstring& property);
     void RunPrereqs(RunPhase phase, const std::vector<Prerequisite>& list);
     // Runs "A" or "A;B" (B first, then A unless B failed); true on failure.
@@ -49,12 +52,17 @@ public:
     UINT Result() const noexcept { return mResult; }
 
 private:
+    // Blocks until the row's file is delivered on the parallel route; true
+    // for a row this route doesn't deliver. A broken promise reads false.
+    bool AwaitDelivery(const Prerequisite& row);
+
     MSIHANDLE mSession;
     PrereqProgress mProgress;          // the install line
     PrereqProgress mDownloadProgress;  // the download line of the parallel route
     UINT mResult = 0;
     std::map<int, std::promise<bool>> mPromises;
     std::map<int, std::future<bool>> mFutures;
+    std::map<int, bool> mDelivered;  // futures already read, for rows that share a key
 };
 
 }  // namespace tv

@@ -19,10 +19,13 @@ with <options> a comma-separated list (or "-" for none):
     trickle=MS    send 1 KiB blocks with MS milliseconds between them
     to=https      redirect (302) to the same path, options minus "to", on HTTPS
     auth          answer 401 with a Basic challenge
-GET /f/<name> serves the file <name> of --root instead, with Range.
+GET /f/<name>[?<options>] serves the file <name> of --root instead, with
+Range; of the options only trickle applies.
 Byte i of the pattern is (i * 7 + i // 256) % 256.
 Every request is logged to --log as one line of tab-separated fields:
-method, path, Range, User-Agent, protocol version, Accept-Encoding.
+method, path, Range, User-Agent, protocol version, Accept-Encoding, and the
+time the request came in (ms since 1970). When a body has been sent whole,
+"<path>\t<ms>" goes to the file --log plus ".done".
 
 FTP serves --ftproot anonymously; the user "norest" (password "pw") sees
 REST refused with 502.
@@ -64,7 +67,8 @@ class Handler(BaseHTTPRequestHandler):
         with State.lock, open(State.log, "a") as log:
             log.write("\t".join([self.command, self.path, self.headers.get("Range", ""),
                                  self.headers.get("User-Agent", ""), self.request_version,
-                                 self.headers.get("Accept-Encoding", "")]) + "\n")
+                                 self.headers.get("Accept-Encoding", ""),
+                                 "%.0f" % (time.time() * 1000)]) + "\n")
         if self.path == "/quit":
             self.send_response(200)
             self.end_headers()
@@ -82,8 +86,10 @@ class Handler(BaseHTTPRequestHandler):
                 self.send_error(404)
                 return
             content = lambda a, b: data[a:b]
+            query = self.path.partition("?")[2]
+            trickle = [i for i in query.split(",") if i.startswith("trickle=")]
             options["size"] = str(len(data))
-            parts = ["", "f", "-", parts[2]]
+            parts = ["", "f", ",".join(trickle) or "-", parts[2]]
         elif len(parts) < 4 or parts[1] != "b":
             self.send_error(404)
             return
@@ -138,6 +144,9 @@ class Handler(BaseHTTPRequestHandler):
             self.wfile.flush()
         except OSError:
             return
+        if end == size:
+            with State.lock, open(State.log + ".done", "a") as done:
+                done.write("%s\t%.0f\n" % (self.path, time.time() * 1000))
         if end < size:
             # A connection lost in mid-file: no orderly end of the response.
             self.close_connection = True

@@ -4,6 +4,8 @@
 //   /record:<file>    appends two UTF-8 lines to the file: the full command
 //                     line, then the current folder
 //   /marker:<file>    creates the file (empty)
+//   /stamp:<file>     appends a line with the wall-clock time in ms since
+//                     1970, to set beside a server's log
 //   /regvalue:<subkey>\<name>=<data>
 //                     sets a string value under HKEY_CURRENT_USER
 //   /regdelete:<subkey>\<name>
@@ -41,16 +43,26 @@ std::string ToUtf8(const std::wstring& text) {
     return bytes;
 }
 
-void Record(const std::wstring& file) {
-    wchar_t folder[MAX_PATH] = {};
-    ::GetCurrentDirectoryW(MAX_PATH, folder);
-    const std::string lines = ToUtf8(::GetCommandLineW()) + "\n" + ToUtf8(folder) + "\n";
+void Append(const std::wstring& file, const std::string& bytes) {
     HANDLE handle = ::CreateFileW(file.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
                                   FILE_ATTRIBUTE_NORMAL, nullptr);
     if (handle == INVALID_HANDLE_VALUE) return;
     DWORD written = 0;
-    ::WriteFile(handle, lines.data(), static_cast<DWORD>(lines.size()), &written, nullptr);
+    ::WriteFile(handle, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
     ::CloseHandle(handle);
+}
+
+void Record(const std::wstring& file) {
+    wchar_t folder[MAX_PATH] = {};
+    ::GetCurrentDirectoryW(MAX_PATH, folder);
+    Append(file, ToUtf8(::GetCommandLineW()) + "\n" + ToUtf8(folder) + "\n");
+}
+
+void Stamp(const std::wstring& file) {
+    FILETIME now{};
+    ::GetSystemTimeAsFileTime(&now);
+    const unsigned long long ticks = (static_cast<unsigned long long>(now.dwHighDateTime) << 32) | now.dwLowDateTime;
+    Append(file, std::to_string((ticks - 116444736000000000ULL) / 10000) + "\n");
 }
 
 void Mark(const std::wstring& file) {
@@ -140,6 +152,7 @@ int wmain(int argc, wchar_t** argv) {
         else if (TakeValue(argument, L"/regdelete:", value)) DeleteRegistryValue(value);
         else if (TakeValue(argument, L"/window:", value)) ShowWindowFor(ToNumber(value));
         else if (TakeValue(argument, L"/sleep:", value)) ::Sleep(ToNumber(value));
+        else if (TakeValue(argument, L"/stamp:", value)) Stamp(value);
         else if (TakeValue(argument, L"/spawn:", value)) SpawnSleeper(value);
         else if (TakeValue(argument, L"/exit:", value)) exitCode = ToNumber(value);
     }

@@ -53,8 +53,10 @@ int MessageRecorder::Handle(UINT type, MSIHANDLE record) {
         message.isNull.push_back(::MsiRecordIsNull(record, static_cast<UINT>(field)) != FALSE);
     }
     std::lock_guard guard(mLock);
-    int answer = mDefault;
+    const int ruled = mRule ? mRule(message) : 0;
+    int answer = ruled ? ruled : mDefault;
     for (UINT key : {type, kind}) {
+        if (ruled) break;
         auto it = mScript.find(key);
         if (it != mScript.end() && !it->second.empty()) {
             answer = it->second.front();
@@ -65,6 +67,11 @@ int MessageRecorder::Handle(UINT type, MSIHANDLE record) {
     message.answer = answer;
     mMessages.push_back(std::move(message));
     return answer;
+}
+
+void MessageRecorder::AnswerWhen(std::function<int(const RecordedMessage&)> rule) {
+    std::lock_guard guard(mLock);
+    mRule = std::move(rule);
 }
 
 std::vector<RecordedMessage> MessageRecorder::Messages() const {

@@ -2,6 +2,7 @@
 #include <windows.h>
 #include <msi.h>
 #include <deque>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -37,6 +38,9 @@ public:
     // as INSTALLMESSAGE_ERROR), one per call; then the default.
     void Answer(UINT typeOrKind, std::vector<int> answers);
     void DefaultAnswer(int answer);
+    // Asked first for every message, under the recorder's lock (messages
+    // come from more than one thread); a non-zero result is the answer.
+    void AnswerWhen(std::function<int(const RecordedMessage&)> rule);
 
     std::vector<RecordedMessage> Messages() const;
     std::vector<RecordedMessage> OfType(UINT type) const;
@@ -52,6 +56,7 @@ private:
     std::vector<RecordedMessage> mMessages;
     std::map<UINT, std::deque<int>> mScript;
     int mDefault = 1;
+    std::function<int(const RecordedMessage&)> mRule;
     INSTALLUI_HANDLER_RECORD mPrevious = nullptr;
 };
 

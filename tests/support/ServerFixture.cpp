@@ -125,9 +125,24 @@ std::vector<LoggedRequest> TestServers::TakeRequests() {
     mLogRead = text.size();
     for (std::string line; std::getline(in, line);) {
         auto f = Split(line, '\t');
-        f.resize(6);
-        requests.push_back({f[0], f[1], f[2], f[3], f[4], f[5]});
+        f.resize(7);
+        requests.push_back({f[0], f[1], f[2], f[3], f[4], f[5], std::atoll(f[6].c_str()), 0});
     }
+    // The ends, in the order the server wrote them, go to the first request
+    // of the same path that has none yet.
+    std::stringstream done(ReadAll(mLog + L".done"));
+    size_t index = 0;
+    for (std::string line; std::getline(done, line); ++index) {
+        if (index < mDoneTaken) continue;
+        auto f = Split(line, '\t');
+        f.resize(2);
+        for (LoggedRequest& request : requests)
+            if (request.path == f[0] && request.finished == 0) {
+                request.finished = std::atoll(f[1].c_str());
+                break;
+            }
+    }
+    mDoneTaken = index;
     return requests;
 }
 

@@ -11,6 +11,9 @@ namespace tvtest {
 // One request as the test server logged it.
 struct LoggedRequest {
     std::string method, path, range, agent, version, encoding;
+    // Wall-clock ms since 1970 when the request came in and when its body
+    // had been sent whole (0 if it wasn't, or not yet).
+    long long started = 0, finished = 0;
 };
 
 // The HTTP, HTTPS and FTP servers of tests/download/testservers.py, run by
@@ -29,7 +32,8 @@ public:
     std::wstring FtpUrl(const std::wstring& name, const std::wstring& user = L"") const;
     // The folder the FTP server serves, and HTTP under "/f/<name>".
     const std::wstring& FtpRoot() const { return mFtpRoot; }
-    // Requests logged since the last call.
+    // Requests logged since the last call, with the end of those whose body
+    // was sent whole by now.
     std::vector<LoggedRequest> TakeRequests();
     void Stop();
 
@@ -38,6 +42,7 @@ private:
     std::wstring mFolder, mFtpRoot, mLifeline, mLog;
     std::map<std::string, int> mPorts;
     size_t mLogRead = 0;
+    size_t mDoneTaken = 0;  // lines of the ".done" file read so far
     HANDLE mProcess = nullptr;
 };
 
