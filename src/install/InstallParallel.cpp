@@ -90,8 +90,8 @@ UINT Install::ParalelDownloadInstall() {
         return ERROR_INSTALL_FAILURE;
     }
     // The delivery ends by itself, at the end of the list or at its first
-    // stop, so the join below (also on the way out of an exception) can't
-    // wait for this thread.
+    // stop, and never waits for the run: the join below, like the jthread's
+    // own on the way out of an exception, always comes back.
     RunPrereqs(PhaseMain, transfer);
     delivery.join();
     TV_LOG(L"Exit Install::ParalelDownloadInstall");
