@@ -135,10 +135,9 @@ std::wstring ChainerConfigurator::ExtractionFolder() const {
     return FolderOf(package);
 }
 
-// Extraction from the setup executable and the download aren't wired in
-// yet: until they are, a row's file counts as fetched only when it is at
-// its path by now, and any other row as a failed fetch. Such a row stays in
-// the .ini file with its SetupFile, and the launcher meets the missing file.
+// A file that neither the extraction nor the download brought stays in the
+// .ini file with its SetupFile: the launcher meets the missing file and its
+// row's m letter decides whether the chain stops.
 void ChainerConfigurator::FetchChainFiles(const std::vector<Prerequisite>& toExtract,
                                           const std::vector<Prerequisite>& toDownload) {
     if (!toExtract.empty()) {
