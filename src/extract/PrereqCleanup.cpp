@@ -3,6 +3,7 @@
 #include "frame/Session.h"
 #include "install/ResumeTask.h"
 #include "platform/Files.h"
+#include "platform/SystemErrorText.h"
 
 namespace tv {
 
@@ -19,6 +20,27 @@ UINT PrereqCleanup::Run() {
 
 namespace {
 
+// The launcher cleans up right after the last setup ended, when that setup's
+// file can still be held: by a copy of itself it left running, or by the
+// image of the process that has just ended. Windows refuses the deletion
+// meanwhile; Wine may accept it and take the name away only once the file
+// is let go. Either way the folders can go only after the file, so it gets
+// a short while, which costs nothing when it goes at once.
+constexpr int kDeleteTries = 40;
+constexpr DWORD kDeletePauseMs = 50;
+
+bool DeleteWhenReleased(const std::wstring& path) {
+    const std::wstring target = ToLongPath(path);
+    DWORD error = ERROR_SUCCESS;
+    for (int attempt = 0; attempt < kDeleteTries; ++attempt) {
+        if (!::DeleteFileW(target.c_str())) error = ::GetLastError();
+        if (FileExistsByFind(path) != 0) return true;
+        ::Sleep(kDeletePauseMs);
+    }
+    ::SetLastError(error);
+    return false;
+}
+
 void RemoveFetchedFile(const std::wstring& entry, const PathComponents& stop,
                        const std::function<void(const std::wstring&)>& note) {
     const std::optional<PathComponents> file = SplitPathComponents(entry);
@@ -30,7 +52,11 @@ void RemoveFetchedFile(const std::wstring& entry, const PathComponents& stop,
     // lead the deletion elsewhere.
     const std::wstring path = file->Text();
     if (FileExistsByFind(path) != 0) return;
-    ::DeleteFileW(ToLongPath(path).c_str());
+    if (!DeleteWhenReleased(path)) {
+        const DWORD error = ::GetLastError();
+        note(L"Prerequisite file could not be removed: " + path + L" LastError= " + std::to_wstring(error) + L"-" +
+             SystemErrorText(error));
+    }
     PruneFolders(*file, stop);
 }
 

@@ -268,3 +268,23 @@ TEST_F(ChainerFromSession, RunsTheChainSilentlyAndRemovesTheFetchedFiles) {
     EXPECT_NE(log.find("App2 (Beta): ended with exit code 3010"), std::string::npos) << log;
     EXPECT_NE(log.find("left in place, not below"), std::string::npos) << log;
 }
+
+// The cleanup follows the last setup at once, while that setup's file may
+// still be held: a setup that leaves a copy of itself running for a moment,
+// or the system not yet done with the image of the process that ended. The
+// file and the folder made for it must go all the same.
+TEST_F(Chainer, RemovesASetupFileStillHeldForAMoment) {
+    const std::wstring folder = mFolder + L"\\held";
+    const std::wstring setup = folder + L"\\setup.exe";
+    ::CreateDirectoryW(folder.c_str(), nullptr);
+    ASSERT_TRUE(::CopyFileW(Setup().c_str(), setup.c_str(), FALSE));
+    WriteIni({{L"Held", setup, Recording(L"tag:H /spawn:1000"), L"fi"}}, setup, mStop);
+    EXPECT_EQ(Run(), 0u);
+    EXPECT_EQ(Launches(), (std::vector<std::string>{"H"}));
+    EXPECT_EQ(::GetFileAttributesW(setup.c_str()), INVALID_FILE_ATTRIBUTES) << Log();
+    EXPECT_EQ(::GetFileAttributesW(folder.c_str()), INVALID_FILE_ATTRIBUTES) << Log();
+    // Whatever a failed run left, once the copy has ended.
+    ::Sleep(1500);
+    ::DeleteFileW(setup.c_str());
+    ::RemoveDirectoryW(folder.c_str());
+}
