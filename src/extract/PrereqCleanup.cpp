@@ -81,12 +81,31 @@ void RemoveFetchedFiles(const std::wstring& list, const std::wstring& stopFolder
     }
 }
 
+namespace {
+
+// The setup's folder was its working folder, which the system may still
+// hold for a moment after the process ended, as it holds the file. Only
+// that wait is worth a pause: a folder that still holds something won't
+// empty itself.
+bool RemoveFolderWhenReleased(const std::wstring& folder) {
+    for (int attempt = 1; attempt < kDeleteTries; ++attempt) {
+        if (::RemoveDirectoryW(ToLongPath(folder).c_str())) return true;
+        const DWORD error = ::GetLastError();
+        if (error != ERROR_SHARING_VIOLATION && error != ERROR_ACCESS_DENIED) break;
+        ::Sleep(kDeletePauseMs);
+    }
+    // The last try tells the log why the folder stays.
+    return RemoveDirectoryLong(folder);
+}
+
+}  // namespace
+
 void PruneFolders(const PathComponents& file, const PathComponents& stop) {
     if (!IsStrictlyBelow(file, stop)) return;
     // A folder that still holds something stays, at the price of a log line
     // for it and for each folder above it.
     for (size_t depth = file.names.size() - 1; depth > stop.names.size(); --depth)
-        RemoveDirectoryLong(file.Text(depth));
+        RemoveFolderWhenReleased(file.Text(depth));
 }
 
 void PrereqCleanup::RemovePrereqFiles() {
