@@ -12,6 +12,8 @@
 # prerequisites and the package starts tvpackagechainer.exe, which runs them
 # on their silent command lines and cleans up; it prints the launcher's log
 # and what ran, and leaves the DLL's lines in <out>/silent.lines.
+# DEMO_WEB_SETUP_EXIT=<n> makes the mandatory downloaded prerequisite exit
+# with n there, which fails the installation.
 # Expects a build and a running wineserver.
 #   run-demo.sh [out-folder]
 set -euo pipefail
