@@ -79,6 +79,19 @@ left="$(cd "$ok/prereqs" 2>/dev/null && find . -mindepth 1 | sort | tr '\n' ' ')
 [ "$left" = "./file_deleter.ps1 ./tvpackagechainer.exe ./tvpackagechainer.ini ./tvpackagechainer.log " ] \
   || fail "left in the prerequisites folder: $left"
 
+# Again, with both prerequisites in place: the chain is empty, no launcher
+# is configured and the package starts none.
+timeout 300 wine msiexec /i "$(win "$ok/demo.msi")" /qn /l*v "$(win "$out/again.log")" \
+  SETUPEXEDIR="$(win "$ok")" TV_SETUPEXEPATH="$(win "$ok/setup.exe")"
+status=$?
+[ $status = 0 ] || fail "the second installation: msiexec exit code $status"
+if head -c2 "$out/again.log" | grep -q $'\xff\xfe'; then iconv -f UTF-16 -t UTF-8 "$out/again.log"; else cat "$out/again.log"; fi \
+  | tr -d '\r' > "$out/again.txt"
+grep -q '^Action start [0-9:]*: TV_Demo_ConfigurePrereqLauncher\.$' "$out/again.txt" || fail "the second installation did not configure"
+grep -q 'TV_PREREQ_CHAINER = ' "$out/again.txt" && fail "a launcher was configured for an empty chain"
+grep -q '^Action start [0-9:]*: TV_Demo_RunChainer\.$' "$out/again.txt" && fail "the launcher started for an empty chain"
+[ "$(grep -c '/record:' "$record" 2>/dev/null)" = 2 ] || fail "a prerequisite ran again"
+
 # A mandatory prerequisite that fails: the launcher's exit code fails the
 # action, and msiexec reports the installation failed: 1603 on Windows,
 # 1627 from Wine's msiexec; the shell sees either modulo 256.
