@@ -22,10 +22,10 @@ namespace {
 
 // The launcher cleans up right after the last setup ended, when that setup's
 // file can still be held: by a copy of itself it left running, or by the
-// image of the process that has just ended. Windows refuses the deletion
-// meanwhile; Wine may accept it and take the name away only once the file
-// is let go. Either way the folders can go only after the file, so it gets
-// a short while, which costs nothing when it goes at once.
+// image of the process that has just ended. The deletion is refused
+// meanwhile, or accepted with the name left in place until the last handle
+// closes. Either way the folders can go only after the file, so it gets a
+// short while, which costs nothing when it goes at once.
 constexpr int kDeleteTries = 40;
 constexpr DWORD kDeletePauseMs = 50;
 
