@@ -7,6 +7,13 @@
 # with DEMO_ROLLBACK_PRE=1, undoes the pre-install prerequisite. Prints the
 # DLL's lines of each verbose log and what the prerequisites did; leaves the
 # lines in <out>/install.lines and <out>/rollback.lines.
+# With DEMO_SILENT=1 it builds the package of the silent route instead and
+# installs it once with /qn: ConfigurePrereqLauncher fetches both
+# prerequisites and the package starts tvpackagechainer.exe, which runs them
+# on their silent command lines and cleans up; it prints the launcher's log
+# and what ran, and leaves the DLL's lines in <out>/silent.lines.
+# DEMO_WEB_SETUP_EXIT=<n> makes the mandatory downloaded prerequisite exit
+# with n there, which fails the installation.
 # Expects a build and a running wineserver.
 #   run-demo.sh [out-folder]
 set -euo pipefail
@@ -27,7 +34,10 @@ cp "$bin/fakesetup.exe" "$out/fakesetup.exe"
 cp "$bin/fakesetup.exe" "$out/web/fakesetup.exe"
 cp "$bin/extractpeer.exe" "$out/setup.exe"
 printf 'payload 102 fakesetup.exe fakesetup.exe\nauto\n' > "$out/setup.exe.script"
-wine "$bin/makedemo.exe" "$(win "$out/demo.msi")" "$(win "$bin/tvprereq.dll")" "$(win "$out/fakesetup.exe")" >/dev/null
+silent=()
+[ "${DEMO_SILENT:-}" = 1 ] && silent=(--silent "$(win "$bin/tvpackagechainer.exe")" "$(win "$root/src/chainer/file_deleter.ps1")")
+wine "$bin/makedemo.exe" "$(win "$out/demo.msi")" "$(win "$bin/tvprereq.dll")" "$(win "$out/fakesetup.exe")" \
+  "${silent[@]}" >/dev/null
 wine reg delete 'HKCU\Software\TvDemo' /f >/dev/null 2>&1 || true
 wine reg delete 'HKCU\Software\Quillon' /f >/dev/null 2>&1 || true
 rm -f "$out"/*.log "$out"/*.lines "$out/demo-setup.txt" "$out/setup.exe.transcript" "$out"/web.*
@@ -78,6 +88,22 @@ show_effect() {
 
 wine "$bin/tvatom.exe" on >/dev/null
 status=0
+if [ "${DEMO_SILENT:-}" = 1 ]; then
+  install silent SETUPEXEDIR="$(win "$out")" TV_SETUPEXEPATH="$(win "$out/setup.exe")" \
+    DEMO_WEB_PORT="$port" ${DEMO_WEB_SETUP_EXIT:+DEMO_WEB_SETUP_EXIT=$DEMO_WEB_SETUP_EXIT} || status=$?
+  echo "--- the launcher: TV_PREREQ_CHAINER and its log ---"
+  echo "  $(property silent TV_PREREQ_CHAINER)"
+  sed 's/^/  /' "$out/prereqs/tvpackagechainer.log" 2>/dev/null | tr -d '\r' || echo "  (no log: it did not run)"
+  echo "--- the setup executable's side of the extraction ---"
+  sed 's/^/  /' "$out/setup.exe.transcript" 2>/dev/null || echo "  (it did not run)"
+  echo "--- the web server's log ---"
+  sed 's/^/  /' "$out/web.log" 2>/dev/null || echo "  (empty)"
+  echo "--- left in the prerequisites folder after the launcher ---"
+  if [ -d "$out/prereqs" ]; then find "$out/prereqs" | sed 's/^/  /'; else echo "  (the folder is gone)"; fi
+  show_effect
+  wine "$bin/tvatom.exe" off >/dev/null
+  exit $status
+fi
 # SETUPEXEDIR and TV_SETUPEXEPATH stand for the setup executable: without
 # SETUPEXEDIR a silent installation is not verified and keeps its rollback
 # entries in the session.

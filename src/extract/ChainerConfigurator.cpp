@@ -135,9 +135,9 @@ std::wstring ChainerConfigurator::ExtractionFolder() const {
     return FolderOf(package);
 }
 
-// The chain's files are extracted and downloaded here, before the launcher
-// runs. A row whose file couldn't be fetched stays in the .ini file with its
-// SetupFile, and the launcher meets the missing file.
+// A file that neither the extraction nor the download brought stays in the
+// .ini file with its SetupFile: the launcher meets the missing file and its
+// row's m letter decides whether the chain stops.
 void ChainerConfigurator::FetchChainFiles(const std::vector<Prerequisite>& toExtract,
                                           const std::vector<Prerequisite>& toDownload) {
     if (!toExtract.empty()) {

@@ -2,6 +2,7 @@
 // the bad cases, and the one ConfigurePrereqLauncher writes in a session.
 #include <fstream>
 #include <sstream>
+#include <thread>
 #include "Harness.h"
 #include "extract/IniDocument.h"
 #include "platform/Files.h"
@@ -267,4 +268,54 @@ TEST_F(ChainerFromSession, RunsTheChainSilentlyAndRemovesTheFetchedFiles) {
     const std::string log = ReadText(mScratch.path + L"\\prereqs\\tvpackagechainer.log");
     EXPECT_NE(log.find("App2 (Beta): ended with exit code 3010"), std::string::npos) << log;
     EXPECT_NE(log.find("left in place, not below"), std::string::npos) << log;
+}
+
+// The cleanup follows the last setup at once, while what it removes may
+// still be held: the setup's file by a copy of itself left running for a
+// moment, or the folder by someone who still has it open, as the system
+// keeps an ended process's working folder for a moment. Both must go all
+// the same.
+TEST_F(Chainer, RemovesASetupAndItsFolderStillHeldForAMoment) {
+    struct Case {
+        const char* what;
+        const wchar_t* arguments;
+        bool holdFolder;
+    };
+    const Case cases[] = {
+        {"file held by a copy of the setup", L"tag:H /spawn:1000", false},
+        {"folder held open", L"tag:H", true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        ::DeleteFileW(Record().c_str());
+        const std::wstring folder = mFolder + L"\\held";
+        const std::wstring setup = folder + L"\\setup.exe";
+        ::CreateDirectoryW(folder.c_str(), nullptr);
+        ASSERT_TRUE(::CopyFileW(Setup().c_str(), setup.c_str(), FALSE));
+        WriteIni({{L"Held", setup, Recording(c.arguments), L"fi"}}, setup, mStop);
+        // Opened without sharing the deletion, as a working folder is; let go
+        // half a second after the setup started, by when the cleanup has
+        // met it.
+        std::thread holder;
+        if (c.holdFolder) {
+            HANDLE held = ::CreateFileW(folder.c_str(), FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                        nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+            ASSERT_NE(held, INVALID_HANDLE_VALUE);
+            holder = std::thread([this, held] {
+                for (int wait = 0; wait < 1500 && ::GetFileAttributesW(Record().c_str()) == INVALID_FILE_ATTRIBUTES; ++wait)
+                    ::Sleep(20);
+                ::Sleep(500);
+                ::CloseHandle(held);
+            });
+        }
+        EXPECT_EQ(Run(), 0u);
+        if (holder.joinable()) holder.join();
+        EXPECT_EQ(Launches(), (std::vector<std::string>{"H"}));
+        EXPECT_EQ(::GetFileAttributesW(setup.c_str()), INVALID_FILE_ATTRIBUTES) << Log();
+        EXPECT_EQ(::GetFileAttributesW(folder.c_str()), INVALID_FILE_ATTRIBUTES) << Log();
+        // Whatever a failed case left, once the copy has ended.
+        ::Sleep(1200);
+        ::DeleteFileW(setup.c_str());
+        ::RemoveDirectoryW(folder.c_str());
+    }
 }
