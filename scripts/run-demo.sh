@@ -14,6 +14,11 @@
 # and what ran, and leaves the DLL's lines in <out>/silent.lines.
 # DEMO_WEB_SETUP_EXIT=<n> makes the mandatory downloaded prerequisite exit
 # with n there, which fails the installation.
+# With DEMO_PARALLEL=1 the first installation is followed by the same one
+# through the parallel route (a fresh copy of the package, with
+# TV_PARALLEL_DOWNLOAD=1: InstallPrereq installs each prerequisite while the
+# next file comes), and both wall times are printed; its DLL lines go to
+# <out>/parallel.lines.
 # Expects a build and a running wineserver.
 #   run-demo.sh [out-folder]
 set -euo pipefail
@@ -40,7 +45,8 @@ wine "$bin/makedemo.exe" "$(win "$out/demo.msi")" "$(win "$bin/tvprereq.dll")" "
   "${silent[@]}" >/dev/null
 wine reg delete 'HKCU\Software\TvDemo' /f >/dev/null 2>&1 || true
 wine reg delete 'HKCU\Software\Quillon' /f >/dev/null 2>&1 || true
-rm -f "$out"/*.log "$out"/*.lines "$out/demo-setup.txt" "$out/setup.exe.transcript" "$out"/web.*
+rm -f "$out"/*.log "$out"/*.lines "$out/demo-setup.txt" "$out/setup.exe.transcript" "$out"/web.* \
+  "$out/demo-parallel.msi"
 
 # The web server on a free loopback port; it ends when its lifeline file
 # goes, and by itself after ten minutes.
@@ -58,7 +64,7 @@ port="$(awk '$1=="http"{print $2}' "$out/web.ports" 2>/dev/null)"
 install() {
   local name=$1 status; shift
   set +e
-  wine msiexec /i "$(win "$out/demo.msi")" /qn /l*v "$(win "$out/$name.log")" "$@"
+  wine msiexec /i "$(win "${package:-$out/demo.msi}")" /qn /l*v "$(win "$out/$name.log")" "$@"
   status=$?
   set -e
   if head -c2 "$out/$name.log" | grep -q $'\xff\xfe'; then
@@ -107,8 +113,10 @@ fi
 # SETUPEXEDIR and TV_SETUPEXEPATH stand for the setup executable: without
 # SETUPEXEDIR a silent installation is not verified and keeps its rollback
 # entries in the session.
+started=$(date +%s%N)
 install install SETUPEXEDIR="$(win "$out")" TV_SETUPEXEPATH="$(win "$out/setup.exe")" \
   DEMO_WEB_PORT="$port" || status=$?
+sequential_time=$(( ($(date +%s%N) - started) / 1000000 ))
 echo "--- the search: TVDEMOPRE before any prerequisite ran, and at the end ---"
 echo "  before: $(property install DEMO_SEARCH_BEFORE)"
 echo "  end:    $(property install TVDEMOPRE)"
@@ -119,6 +127,25 @@ sed 's/^/  /' "$out/web.log" 2>/dev/null || echo "  (empty)"
 echo "--- left in the prerequisites folder after CleanPrereq ---"
 if [ -d "$out/prereqs" ]; then find "$out/prereqs" | sed 's/^/  /'; else echo "  (the folder is gone)"; fi
 show_effect
+if [ "${DEMO_PARALLEL:-}" = 1 ]; then
+  # A second product from the same description, on a machine put back as it
+  # was before the first run, so that every prerequisite is missing again.
+  wine "$bin/makedemo.exe" "$(win "$out/demo-parallel.msi")" "$(win "$bin/tvprereq.dll")" \
+    "$(win "$out/fakesetup.exe")" >/dev/null
+  wine reg delete 'HKCU\Software\TvDemo' /f >/dev/null 2>&1 || true
+  rm -f "$out/demo-setup.txt" "$out/setup.exe.transcript"
+  : > "$out/web.log"
+  started=$(date +%s%N)
+  package="$out/demo-parallel.msi" install parallel SETUPEXEDIR="$(win "$out")" \
+    TV_SETUPEXEPATH="$(win "$out/setup.exe")" DEMO_WEB_PORT="$port" TV_PARALLEL_DOWNLOAD=1 || status=$?
+  parallel_time=$(( ($(date +%s%N) - started) / 1000000 ))
+  echo "--- the parallel route: the setup executable's side and the web server's log ---"
+  sed 's/^/  /' "$out/setup.exe.transcript" 2>/dev/null || echo "  (it did not run)"
+  sed 's/^/  /' "$out/web.log" 2>/dev/null || echo "  (empty)"
+  show_effect
+  awk -v s="$sequential_time" -v p="$parallel_time" \
+    'BEGIN { printf "wall time of the installation: sequential route %.1f s, parallel route %.1f s\n", s / 1000, p / 1000 }'
+fi
 install rollback DEMO_ROLLBACK_PRE=1 DEMO_WEB_PORT="$port" || status=$?
 show_effect
 wine "$bin/tvatom.exe" off >/dev/null
