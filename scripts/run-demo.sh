@@ -92,6 +92,18 @@ show_effect() {
     | grep TV_ROLLBACK_PREREQS | sed 's/^ */  /' | cat -v || echo "  (none)"
 }
 
+# What the fetching left behind: the setup executable's side of the
+# extraction, the web server's log, and the prerequisites folder after the
+# step named by $1 cleaned up.
+show_delivery() {
+  echo "--- the setup executable's side of the extraction ---"
+  sed 's/^/  /' "$out/setup.exe.transcript" 2>/dev/null || echo "  (it did not run)"
+  echo "--- the web server's log ---"
+  sed 's/^/  /' "$out/web.log" 2>/dev/null || echo "  (empty)"
+  echo "--- left in the prerequisites folder after $1 ---"
+  if [ -d "$out/prereqs" ]; then find "$out/prereqs" | sed 's/^/  /'; else echo "  (the folder is gone)"; fi
+}
+
 wine "$bin/tvatom.exe" on >/dev/null
 status=0
 if [ "${DEMO_SILENT:-}" = 1 ]; then
@@ -100,12 +112,7 @@ if [ "${DEMO_SILENT:-}" = 1 ]; then
   echo "--- the launcher: TV_PREREQ_CHAINER and its log ---"
   echo "  $(property silent TV_PREREQ_CHAINER)"
   sed 's/^/  /' "$out/prereqs/tvpackagechainer.log" 2>/dev/null | tr -d '\r' || echo "  (no log: it did not run)"
-  echo "--- the setup executable's side of the extraction ---"
-  sed 's/^/  /' "$out/setup.exe.transcript" 2>/dev/null || echo "  (it did not run)"
-  echo "--- the web server's log ---"
-  sed 's/^/  /' "$out/web.log" 2>/dev/null || echo "  (empty)"
-  echo "--- left in the prerequisites folder after the launcher ---"
-  if [ -d "$out/prereqs" ]; then find "$out/prereqs" | sed 's/^/  /'; else echo "  (the folder is gone)"; fi
+  show_delivery "the launcher"
   show_effect
   wine "$bin/tvatom.exe" off >/dev/null
   exit $status
@@ -120,12 +127,7 @@ sequential_time=$(( ($(date +%s%N) - started) / 1000000 ))
 echo "--- the search: TVDEMOPRE before any prerequisite ran, and at the end ---"
 echo "  before: $(property install DEMO_SEARCH_BEFORE)"
 echo "  end:    $(property install TVDEMOPRE)"
-echo "--- the setup executable's side of the extraction ---"
-sed 's/^/  /' "$out/setup.exe.transcript" 2>/dev/null || echo "  (it did not run)"
-echo "--- the web server's log ---"
-sed 's/^/  /' "$out/web.log" 2>/dev/null || echo "  (empty)"
-echo "--- left in the prerequisites folder after CleanPrereq ---"
-if [ -d "$out/prereqs" ]; then find "$out/prereqs" | sed 's/^/  /'; else echo "  (the folder is gone)"; fi
+show_delivery CleanPrereq
 show_effect
 if [ "${DEMO_PARALLEL:-}" = 1 ]; then
   # A second product from the same description, on a machine put back as it
@@ -139,9 +141,7 @@ if [ "${DEMO_PARALLEL:-}" = 1 ]; then
   package="$out/demo-parallel.msi" install parallel SETUPEXEDIR="$(win "$out")" \
     TV_SETUPEXEPATH="$(win "$out/setup.exe")" DEMO_WEB_PORT="$port" TV_PARALLEL_DOWNLOAD=1 || status=$?
   parallel_time=$(( ($(date +%s%N) - started) / 1000000 ))
-  echo "--- the parallel route: the setup executable's side and the web server's log ---"
-  sed 's/^/  /' "$out/setup.exe.transcript" 2>/dev/null || echo "  (it did not run)"
-  sed 's/^/  /' "$out/web.log" 2>/dev/null || echo "  (empty)"
+  show_delivery "CleanPrereq of the parallel route"
   show_effect
   awk -v s="$sequential_time" -v p="$parallel_time" \
     'BEGIN { printf "wall time of the installation: sequential route %.1f s, parallel route %.1f s\n", s / 1000, p / 1000 }'
