@@ -188,8 +188,15 @@ void ApplyDescription(const std::wstring& packagePath, const Description& descri
     before.push_back({ActionOf(L"DoAppSearchEx"), condition(L"DoAppSearchEx", L"")});
     if (description.route != Route::Silent) {
         for (const wchar_t* name : {L"InstallPrePrereq", L"VerifyPrePrereq", L"DownloadPrereq", L"ExtractPrereq",
-                                    L"InstallPrereq", L"VerifyPrereq"})
+                                    L"InstallPrereq", L"VerifyPrereq"}) {
             before.push_back({ActionOf(name), condition(name, phases)});
+            if (description.rollback != RollbackSlot::Inline) continue;
+            const std::wstring phase = name;
+            if (phase == L"VerifyPrePrereq")
+                before.push_back({ActionOf(L"RollbackPrePrereq"), condition(L"RollbackPrePrereq", phases)});
+            if (phase == L"VerifyPrereq")
+                before.push_back({ActionOf(L"RollbackPrereq"), condition(L"RollbackPrereq", phases)});
+        }
     }
     if (launcherRoute) {
         before.push_back({ActionOf(L"ConfigurePrereqLauncher"), condition(L"ConfigurePrereqLauncher", launcher)});
@@ -229,7 +236,7 @@ void ApplyDescription(const std::wstring& packagePath, const Description& descri
     for (size_t i = 0; i < after.size(); ++i)
         db.Assign(L"InstallExecuteSequence", {after[i].action, TextOrNull(after[i].condition), afterSlots[i]});
     // One rollback export in the fatal-error slot, if the slot is free.
-    if (description.rollback != RollbackSlot::None) {
+    if (description.rollback == RollbackSlot::Main || description.rollback == RollbackSlot::Pre) {
         const wchar_t* name = description.rollback == RollbackSlot::Main ? L"RollbackPrereq" : L"RollbackPrePrereq";
         bool taken = false;
         for (const auto& [action, sequence] : others) taken = taken || sequence == kFatalErrorSlot;

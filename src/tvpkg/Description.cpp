@@ -117,7 +117,8 @@ Description LoadDescription(const std::wstring& path, const std::wstring& toolFo
             if (slot == L"main") description.rollback = RollbackSlot::Main;
             else if (slot == L"pre") description.rollback = RollbackSlot::Pre;
             else if (slot == L"none") description.rollback = RollbackSlot::None;
-            else Fail(package.at("rollback"), "rollback must be main, pre or none", "here");
+            else if (slot == L"inline") description.rollback = RollbackSlot::Inline;
+            else Fail(package.at("rollback"), "rollback must be main, pre, none or inline", "here");
         }
         if (package.contains("library")) description.libraryPath = Absolute(Text(package.at("library"), "library"), base);
         if (package.contains("launcher"))

@@ -11,8 +11,10 @@ namespace tvpkg {
 
 // How the package runs the prerequisites (docs/TVPKG.md, "Routes").
 enum class Route { Full, Reduced, Silent, Parallel };
-// Which rollback export takes the execute sequence's fatal-error slot.
-enum class RollbackSlot { Main, Pre, None };
+// Where the rollback exports go: one of them into the execute sequence's
+// fatal-error slot, none, or both right behind their verifications, where
+// their [conditions] decide.
+enum class RollbackSlot { Main, Pre, None, Inline };
 
 // One table row: the cells given, by column name. A column not given is null.
 using DescribedRow = std::map<std::wstring, CellValue>;

@@ -411,6 +411,63 @@ Template = "[1] checked"
     ::DeleteFileW(description.c_str());
 }
 
+// Each route's sequence rows and properties, and a clean lint after it.
+TEST_F(Tvpkg, RoutesScheduleTheirActions) {
+    struct Case {
+        const char* route;
+        const wchar_t* installCondition;  // of TV_InstallPrereq; null: not scheduled
+        const wchar_t* launchCondition;   // of TV_LaunchPrereqChainer; null: not scheduled
+        const wchar_t* parallel;          // TV_PARALLEL_DOWNLOAD
+    };
+    const Case cases[] = {
+        {"full", L"", nullptr, L"<no row>"},
+        {"parallel", L"", nullptr, L"1"},
+        {"reduced", L"UILevel > 3", L"(UILevel < 4) AND (TV_PREREQ_CHAINER)", L"<no row>"},
+        {"silent", nullptr, L"TV_PREREQ_CHAINER", L"<no row>"},
+    };
+    const std::wstring package = CopyOf(*sClean);
+    const std::wstring description = TestPackage::TempPath(L".toml");
+    for (const Case& c : cases) {
+        std::string text = Description();
+        text.replace(text.find("route = \"full\""), 14, std::string("route = \"") + c.route + "\"");
+        WriteAll(description, text);
+        ASSERT_EQ(RunTool({L"apply", package, description}).exitCode, 0u) << c.route;
+        const auto sequence = Rows(package, L"InstallExecuteSequence");
+        EXPECT_EQ(CellOf(sequence, L"Action", L"TV_InstallPrereq", L"Condition"),
+                  c.installCondition ? c.installCondition : L"<no row>") << c.route;
+        EXPECT_EQ(CellOf(sequence, L"Action", L"TV_LaunchPrereqChainer", L"Condition"),
+                  c.launchCondition ? c.launchCondition : L"<no row>") << c.route;
+        EXPECT_EQ(CellOf(Rows(package, L"Property"), L"Property", L"TV_PARALLEL_DOWNLOAD", L"Value"), c.parallel)
+            << c.route;
+        const RunResult lint = RunTool({L"lint", package});
+        EXPECT_EQ(lint.exitCode, 0u) << c.route << "\n" << lint.out;
+    }
+    ::DeleteFileW(package.c_str());
+    ::DeleteFileW(description.c_str());
+}
+
+// tools/demo.toml, with a build's size and MD5 in place, makes a clean package.
+TEST_F(Tvpkg, DemoDescriptionApplies) {
+    std::string text = ReadAll(std::wstring(TV_SOURCE_DIR) + L"/tools/demo.toml");
+    ASSERT_FALSE(text.empty());
+    text.replace(text.rfind("@WEB_SIZE@"), 10, "4096");
+    text.replace(text.rfind("@WEB_MD5@"), 9, "d41d8cd98f00b204e9800998ecf8427e");
+    const std::wstring description = TestPackage::TempPath(L".toml");
+    WriteAll(description, text);
+    const std::wstring package = MsiApiBase();
+    const RunResult applied = RunTool({L"apply", package, description});
+    ASSERT_EQ(applied.exitCode, 0u) << applied.err;
+    const auto sequence = Rows(package, L"InstallExecuteSequence");
+    EXPECT_EQ(CellOf(sequence, L"Action", L"TV_RollbackPrePrereq", L"Condition"), L"DEMO_ROLLBACK_PRE");
+    EXPECT_GT(std::stoi(CellOf(sequence, L"Action", L"TV_RollbackPrePrereq", L"Sequence")),
+              std::stoi(CellOf(sequence, L"Action", L"TV_VerifyPrePrereq", L"Sequence")));
+    EXPECT_EQ(Rows(package, L"TV_PreRequisite").size(), 3u);
+    const RunResult lint = RunTool({L"lint", package});
+    EXPECT_EQ(lint.exitCode, 0u) << lint.out;
+    ::DeleteFileW(package.c_str());
+    ::DeleteFileW(description.c_str());
+}
+
 struct Fault {
     const char* name;
     std::vector<std::wstring> sql;
