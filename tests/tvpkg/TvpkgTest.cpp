@@ -468,6 +468,42 @@ TEST_F(Tvpkg, DemoDescriptionApplies) {
     ::DeleteFileW(description.c_str());
 }
 
+// A package of wixl with the library applied installs, and the library runs
+// its prerequisite: fakesetup.exe writes a registry value.
+TEST_F(Tvpkg, AppliedWixlPackageInstalls) {
+    const std::wstring package = CopyOf(TV_WIXL_MSI);
+    const std::wstring description = TestPackage::TempPath(L".toml");
+    const std::wstring fakesetup = BinFolder() + L"\\fakesetup.exe";
+    ::RegDeleteKeyW(HKEY_CURRENT_USER, L"Software\\TvPkgSmoke");
+    WriteAll(description, "[[prerequisite]]\n"
+                          "PrereqKey = \"Smoke\"\n"
+                          "DisplayName = \"Smoke prerequisite\"\n"
+                          "Location = 2\n"
+                          "Options = \"f\"\n"
+                          "Feature_ = \"Main\"\n"
+                          "Sequence = 1\n"
+                          "MissingCondition = 'SMOKE_EXIT <> \"0\"'\n"
+                          "RetValPropName = \"SMOKE_EXIT\"\n"
+                          "ComLine = '\"" + Narrow(fakesetup) + "\" /regvalue:Software\\TvPkgSmoke\\Ran=1 /exit:0'\n");
+    ASSERT_EQ(RunTool({L"apply", package, description}).exitCode, 0u);
+    EXPECT_EQ(RunTool({L"lint", package}).exitCode, 0u);
+    {
+        InstalledProduct product(package, L"{6B1E2D7C-3A4F-4C85-9E10-2F3A4B5C6D7E}");
+        ASSERT_EQ(product.Result(), 0u);
+        HKEY key = nullptr;
+        ASSERT_EQ(::RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\TvPkgSmoke", 0, KEY_READ, &key), ERROR_SUCCESS)
+            << "the prerequisite did not run";
+        wchar_t value[16] = {};
+        DWORD size = sizeof(value);
+        EXPECT_EQ(::RegQueryValueExW(key, L"Ran", nullptr, nullptr, reinterpret_cast<BYTE*>(value), &size), ERROR_SUCCESS);
+        EXPECT_EQ(std::wstring(value), L"1");
+        ::RegCloseKey(key);
+    }
+    ::RegDeleteKeyW(HKEY_CURRENT_USER, L"Software\\TvPkgSmoke");
+    ::DeleteFileW(package.c_str());
+    ::DeleteFileW(description.c_str());
+}
+
 struct Fault {
     const char* name;
     std::vector<std::wstring> sql;
