@@ -4,6 +4,7 @@
 #include <msiquery.h>
 #include <wtypes.h>
 #include <algorithm>
+#include <cstdlib>
 #include <cwctype>
 #include <map>
 #include <set>
@@ -75,6 +76,10 @@ private:
     tv::MsiHandle mSession;
 };
 
+// Leading digits with an optional sign, as the library reads integer cells;
+// 0 for anything else, never an exception.
+long ToInt(const std::wstring& text) { return std::wcstol(text.c_str(), nullptr, 10); }
+
 bool IsDecimal(const std::wstring& text) {
     return !text.empty() && std::all_of(text.begin(), text.end(), [](wchar_t c) { return c >= L'0' && c <= L'9'; });
 }
@@ -120,7 +125,7 @@ private:
         for (const tv::TableRow& row : mDb.Rows(L"CustomAction")) {
             const std::wstring& action = tv::Cell(row, L"Action");
             mCustomActions[action] = row;
-            const int type = std::stoi(L"0" + tv::Cell(row, L"Type"));
+            const int type = ToInt(tv::Cell(row, L"Type"));
             const std::wstring& target = tv::Cell(row, L"Target");
             if ((type & 0x07) == 1 && (type & 0x30) == 0 &&
                 std::find(Exports().begin(), Exports().end(), target) != Exports().end()) {
@@ -253,7 +258,7 @@ private:
             const std::wstring& key = tv::Cell(row, L"Property");
             CheckCondition(L"TV_AppSearchEx", key, L"Condition", tv::Cell(row, L"Condition"));
             const std::wstring& type = tv::Cell(row, L"Type");
-            if (!type.empty() && (!IsDecimal(type) || std::stoi(type) > 14))
+            if (!type.empty() && (!IsDecimal(type) || type.size() > 2 || ToInt(type) > 14))
                 Add(L"search-type", L"TV_AppSearchEx", key, L"Type",
                     L"search kind " + type + L" is unknown (0 to 14); the row counts as found without a search");
             for (const wchar_t* column : {L"VerMin", L"VerMax"}) {
@@ -283,7 +288,7 @@ private:
     void CheckActions() {
         for (const auto& [action, exportName] : mExports.exportOf) {
             const tv::TableRow& row = mCustomActions[action];
-            const int type = std::stoi(L"0" + tv::Cell(row, L"Type"));
+            const int type = ToInt(tv::Cell(row, L"Type"));
             if ((type & 0x400) && exportName != L"ExtractSourceFiles")
                 Add(L"action-type", L"CustomAction", action, L"Type",
                     L"type " + std::to_wstring(type) + L" runs " + exportName +
@@ -313,13 +318,13 @@ private:
         bool launcherScheduled = false;
         std::wstring launcherTable, launcherAction;
         for (const wchar_t* table : {L"InstallUISequence", L"InstallExecuteSequence", L"AdminExecuteSequence"}) {
-            std::map<std::wstring, std::pair<std::wstring, int>> positions;  // export -> (action, sequence)
-            int resolveSource = 0;
+            std::map<std::wstring, std::pair<std::wstring, long>> positions;  // export -> (action, sequence)
+            long resolveSource = 0;
             for (const tv::TableRow& row : mDb.Rows(table)) {
                 const std::wstring& action = tv::Cell(row, L"Action");
                 CheckCondition(table, action, L"Condition", tv::Cell(row, L"Condition"));
                 const std::wstring& text = tv::Cell(row, L"Sequence");
-                const int sequence = text.empty() ? 0 : std::stoi(text);
+                const long sequence = ToInt(text);
                 if (action == L"ResolveSource" && sequence > 0) resolveSource = sequence;
                 auto exported = mExports.exportOf.find(action);
                 if (exported == mExports.exportOf.end()) continue;
