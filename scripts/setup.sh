@@ -16,6 +16,11 @@ command -v openssl >/dev/null 2>&1 || need+=(openssl)  # bench/md5.sh compares w
 # The download tests' FTP server and the benchmark's native client.
 /usr/bin/python3 -c 'import pyftpdlib' >/dev/null 2>&1 || need+=(python3-pyftpdlib)
 command -v curl >/dev/null 2>&1 || need+=(curl)
+# tvpkg: its description format and its JSON output (header-only), and wixl,
+# which builds the tvpkg tests' package from a .wxs.
+dpkg -s libtoml11-dev >/dev/null 2>&1 || need+=(libtoml11-dev)
+dpkg -s nlohmann-json3-dev >/dev/null 2>&1 || need+=(nlohmann-json3-dev)
+command -v wixl >/dev/null 2>&1 || need+=(wixl)
 # Some hosts' kernels refuse 32-bit executables; there the 32-bit Wine runs
 # under qemu's user-mode emulation, which needs the preloader to lay out the
 # address space the way Wine expects.

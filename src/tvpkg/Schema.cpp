@@ -1,0 +1,153 @@
+#include "tvpkg/Schema.h"
+#include <map>
+#include <stdexcept>
+#include "tvpkg/PackageDb.h"
+
+namespace tvpkg {
+
+const wchar_t kLibraryBinary[] = L"tvprereq.dll";
+const wchar_t kLauncherBinary[] = L"tvpackagechainer.exe";
+const wchar_t kScriptBinary[] = L"file_deleter.ps1";
+const wchar_t kLaunchAction[] = L"TV_LaunchPrereqChainer";
+const wchar_t kVersionProperty[] = L"TV_LIBRARY_VERSION";
+const wchar_t kOptionLetters[] = L"ypfwi=-mrRlkcdbBqQjJnN";
+
+const std::vector<std::wstring>& Exports() {
+    static const std::vector<std::wstring> exports = {
+        L"DoAppSearchEx", L"InstallPrePrereq", L"VerifyPrePrereq",   L"DownloadPrereq",
+        L"ExtractPrereq", L"InstallPrereq",    L"VerifyPrereq",      L"InstallPostPrereq",
+        L"RollbackPrePrereq", L"RollbackPrereq", L"ConfigurePrereqLauncher", L"CleanPrereq",
+        L"ExtractSourceFiles"};
+    return exports;
+}
+
+std::wstring ActionOf(const std::wstring& exportName) { return L"TV_" + exportName; }
+
+const std::wstring& CreateSql(const std::wstring& table) {
+    static const std::map<std::wstring, std::wstring> sql = {
+        {L"Property",
+         L"CREATE TABLE `Property` (`Property` CHAR(72) NOT NULL, `Value` LONGCHAR NOT NULL LOCALIZABLE "
+         L"PRIMARY KEY `Property`)"},
+        {L"TV_PreRequisite",
+         L"CREATE TABLE `TV_PreRequisite` (`PrereqKey` CHAR(72) NOT NULL, `DisplayName` CHAR(255), "
+         L"`SetupFileUrl` CHAR(0), `Location` SHORT, `ExactSize` CHAR(32), `ComLine` CHAR(0), "
+         L"`BasicUiComLine` CHAR(0), `NoUiComLine` CHAR(0), `Options` CHAR(64), `Sequence` LONG, "
+         L"`MD5` CHAR(32), `TargetName` CHAR(255), `Languages` CHAR(255), `Feature_` CHAR(38), "
+         L"`MissingCondition` CHAR(0), `RetValPropName` CHAR(72), `RepairComLine` CHAR(0), "
+         L"`UninstallComLine` CHAR(0), `RunCustActBefore` CHAR(255), `RunCustActAfter` CHAR(255), "
+         L"`InstallCondition` CHAR(0), `UninstallCondition` CHAR(0), `RepairCondition` CHAR(0), "
+         L"`RollbackCondition` CHAR(0), `RollbackComLine` CHAR(0), `LogComLine` CHAR(0) "
+         L"PRIMARY KEY `PrereqKey`)"},
+        {L"TV_AppSearchEx",
+         L"CREATE TABLE `TV_AppSearchEx` (`Property` CHAR(72) NOT NULL, `Condition` CHAR(0), `Type` SHORT, "
+         L"`SearchString` CHAR(0), `VerMin` CHAR(32), `VerMax` CHAR(32), `Platform` CHAR(8), "
+         L"`RefContent` CHAR(0), `PrereqSearch` CHAR(8), `Order` SHORT PRIMARY KEY `Property`)"},
+        {L"Error",
+         L"CREATE TABLE `Error` (`Error` SHORT NOT NULL, `Message` LONGCHAR LOCALIZABLE PRIMARY KEY `Error`)"},
+        {L"UIText",
+         L"CREATE TABLE `UIText` (`Key` CHAR(72) NOT NULL, `Text` CHAR(255) LOCALIZABLE PRIMARY KEY `Key`)"},
+        {L"ActionText",
+         L"CREATE TABLE `ActionText` (`Action` CHAR(72) NOT NULL, `Description` LONGCHAR LOCALIZABLE, "
+         L"`Template` LONGCHAR LOCALIZABLE PRIMARY KEY `Action`)"},
+        {L"Binary",
+         L"CREATE TABLE `Binary` (`Name` CHAR(72) NOT NULL, `Data` OBJECT NOT NULL PRIMARY KEY `Name`)"},
+        {L"CustomAction",
+         L"CREATE TABLE `CustomAction` (`Action` CHAR(72) NOT NULL, `Type` SHORT NOT NULL, `Source` CHAR(72), "
+         L"`Target` CHAR(255) PRIMARY KEY `Action`)"},
+        {L"InstallExecuteSequence",
+         L"CREATE TABLE `InstallExecuteSequence` (`Action` CHAR(72) NOT NULL, `Condition` CHAR(255), "
+         L"`Sequence` SHORT PRIMARY KEY `Action`)"},
+        {L"_Validation",
+         L"CREATE TABLE `_Validation` (`Table` CHAR(32) NOT NULL, `Column` CHAR(32) NOT NULL, "
+         L"`Nullable` CHAR(4) NOT NULL, `MinValue` LONG, `MaxValue` LONG, `KeyTable` CHAR(255), "
+         L"`KeyColumn` SHORT, `Category` CHAR(32), `Set` CHAR(255), `Description` CHAR(255) "
+         L"PRIMARY KEY `Table`, `Column`)"},
+    };
+    auto it = sql.find(table);
+    if (it == sql.end()) throw std::logic_error("no schema for " + Utf8(table));
+    return it->second;
+}
+
+const std::vector<ColumnSpec>& PrereqColumns() {
+    static const std::vector<ColumnSpec> columns = {
+        {L"PrereqKey", false, false, L"Identifier", 1, 0, nullptr, L"Key; also the property of a row's selection"},
+        {L"DisplayName", false, true, L"Text", 1, 0, nullptr, L"Name shown to people"},
+        {L"SetupFileUrl", false, true, L"Formatted", 1, 0, nullptr, L"Where a Location 1 file comes from"},
+        {L"Location", true, true, nullptr, 0, 2, nullptr, L"0 setup executable, 1 URL or path, 2 no file"},
+        {L"ExactSize", false, true, L"Text", 1, 0, nullptr, L"Size of a Location 1 file in bytes"},
+        {L"ComLine", false, true, L"Formatted", 1, 0, nullptr, L"Arguments for installing"},
+        {L"BasicUiComLine", false, true, L"Formatted", 1, 0, nullptr, L"Basic user-interface switch"},
+        {L"NoUiComLine", false, true, L"Formatted", 1, 0, nullptr, L"Silent switch"},
+        {L"Options", false, true, L"Text", 1, 0, nullptr, L"Option letters"},
+        {L"Sequence", true, true, nullptr, 0, 2147483647, nullptr, L"Order of install"},
+        {L"MD5", false, true, L"Text", 1, 0, nullptr, L"MD5 of the file, 32 hexadecimal digits"},
+        {L"TargetName", false, true, L"Text", 1, 0, nullptr, L"File name, or folder?file for Location 1"},
+        {L"Languages", false, true, L"Text", 1, 0, nullptr, L"Language identifiers separated by ;"},
+        {L"Feature_", false, true, L"Identifier", 1, 0, L"Feature", L"Feature a feature-bound row follows"},
+        {L"MissingCondition", false, true, L"Condition", 1, 0, nullptr, L"True while the prerequisite is absent"},
+        {L"RetValPropName", false, true, L"Identifier", 1, 0, nullptr, L"Property for the setup's exit code"},
+        {L"RepairComLine", false, true, L"Formatted", 1, 0, nullptr, L"Arguments for repairing"},
+        {L"UninstallComLine", false, true, L"Formatted", 1, 0, nullptr, L"Arguments for removing"},
+        {L"RunCustActBefore", false, true, L"Text", 1, 0, nullptr, L"Custom actions run before"},
+        {L"RunCustActAfter", false, true, L"Text", 1, 0, nullptr, L"Custom actions run after"},
+        {L"InstallCondition", false, true, L"Condition", 1, 0, nullptr, L"Must hold for an install"},
+        {L"UninstallCondition", false, true, L"Condition", 1, 0, nullptr, L"Must hold for a removal"},
+        {L"RepairCondition", false, true, L"Condition", 1, 0, nullptr, L"Must hold for a repair"},
+        {L"RollbackCondition", false, true, L"Condition", 1, 0, nullptr, L"Not read by the library"},
+        {L"RollbackComLine", false, true, L"Formatted", 1, 0, nullptr, L"Not read by the library"},
+        {L"LogComLine", false, true, L"Formatted", 1, 0, nullptr, L"Arguments for the setup's own log"},
+    };
+    return columns;
+}
+
+const std::vector<ColumnSpec>& SearchColumns() {
+    static const std::vector<ColumnSpec> columns = {
+        {L"Property", false, false, L"Identifier", 1, 0, nullptr, L"Property that receives the result"},
+        {L"Condition", false, true, L"Condition", 1, 0, nullptr, L"The row runs unless this is false"},
+        {L"Type", true, true, nullptr, 0, 14, nullptr, L"Search kind"},
+        {L"SearchString", false, true, L"Formatted", 1, 0, nullptr, L"What to look for"},
+        {L"VerMin", false, true, L"Text", 1, 0, nullptr, L"Lowest version, inclusive"},
+        {L"VerMax", false, true, L"Text", 1, 0, nullptr, L"Highest version, inclusive"},
+        {L"Platform", false, true, L"Text", 1, 0, nullptr, L"1: the 64-bit view"},
+        {L"RefContent", false, true, L"Text", 1, 0, nullptr, L"Kind 9 comparison, kind 10 arguments"},
+        {L"PrereqSearch", false, true, L"Text", 1, 0, nullptr, L"Not empty: run again by VerifyPrePrereq"},
+        {L"Order", true, true, nullptr, -32767, 32767, nullptr, L"Order of the searches"},
+    };
+    return columns;
+}
+
+const std::vector<DefaultText>& DefaultErrors() {
+    static const std::vector<DefaultText> texts = {
+        {L"4153", L"The prerequisite [2] is still missing after its setup ran. The installation cannot go on.", L""},
+        {L"4154", L"The prerequisite [2] is still missing after its setup ran. Go on without it?", L""},
+        {L"4155", L"The setup file of the prerequisite [2] could not be fetched or is damaged. The installation "
+                  L"cannot go on.", L""},
+        {L"4156", L"The setup file of the prerequisite [2] could not be fetched or is damaged. Go on without it?",
+         L""},
+    };
+    return texts;
+}
+
+const std::vector<DefaultText>& DefaultUiTexts() {
+    static const std::vector<DefaultText> texts = {
+        {L"InstallingPrereq", L"Installing [1]", L""},
+        {L"DownloadingPrereq", L"Downloading [1]", L""},
+        {L"ExtractPrereq", L"Extracting [1]", L""},
+        {L"PrereqCompletedSuffix", L" (done)", L""},
+        {L"InstallPrereq", L"Installing prerequisites", L""},
+        {L"RemovePrereq", L"Removing prerequisites", L""},
+    };
+    return texts;
+}
+
+const std::vector<DefaultText>& DefaultActionTexts() {
+    static const std::vector<DefaultText> texts = {
+        {L"TV_InstallPrerequisite", L"Installing prerequisites", L"[1]"},
+        {L"TV_DownloadPrereq", L"Downloading prerequisites", L"[1]"},
+        {L"TV_ExtractPrereq", L"Extracting prerequisites", L"[1]"},
+        {L"TV_VerifyPrereq", L"Verifying prerequisites", L"[1]"},
+    };
+    return texts;
+}
+
+}  // namespace tvpkg
