@@ -39,14 +39,30 @@ cp "$bin/fakesetup.exe" "$out/fakesetup.exe"
 cp "$bin/fakesetup.exe" "$out/web/fakesetup.exe"
 cp "$bin/extractpeer.exe" "$out/setup.exe"
 printf 'payload 102 fakesetup.exe fakesetup.exe\nauto\n' > "$out/setup.exe.script"
-silent=()
-[ "${DEMO_SILENT:-}" = 1 ] && silent=(--silent "$(win "$bin/tvpackagechainer.exe")" "$(win "$root/src/chainer/file_deleter.ps1")")
-wine "$bin/makedemo.exe" "$(win "$out/demo.msi")" "$(win "$bin/tvprereq.dll")" "$(win "$out/fakesetup.exe")" \
-  "${silent[@]}" >/dev/null
+# build_demo <package>: the demo product (makedemo base), the library
+# written into it by `tvpkg apply` from its description, with WebPrereq's
+# size and MD5 taken from this build's copy, and then linted: a finding
+# fails the demo.
+description="$root/tools/demo.toml"
+[ "${DEMO_SILENT:-}" = 1 ] && description="$root/tools/demo-silent.toml"
+build_demo() {
+  local package=$1
+  sed -e "s/@WEB_SIZE@/$(stat -c %s "$out/web/fakesetup.exe")/" \
+      -e "s/@WEB_MD5@/$(md5sum "$out/web/fakesetup.exe" | cut -d' ' -f1)/" "$description" > "$out/demo.toml"
+  wine "$bin/makedemo.exe" base "$(win "$package")" >/dev/null
+  wine "$bin/tvpkg.exe" apply "$(win "$package")" "$(win "$out/demo.toml")" >/dev/null
+  [ "${DEMO_SILENT:-}" = 1 ] || wine "$bin/makedemo.exe" finish "$(win "$package")" >/dev/null
+  if wine "$bin/tvpkg.exe" lint "$(win "$package")" > "$out/lint.txt" 2>&1; then
+    echo "=== tvpkg lint $(basename "$package"): no finding"
+  else
+    echo "=== tvpkg lint $(basename "$package"): findings"; tr -d '\r' < "$out/lint.txt" | sed 's/^/  /'
+    return 1
+  fi
+}
+build_demo "$out/demo.msi"
 wine reg delete 'HKCU\Software\TvDemo' /f >/dev/null 2>&1 || true
 wine reg delete 'HKCU\Software\Quillon' /f >/dev/null 2>&1 || true
-rm -f "$out"/*.log "$out"/*.lines "$out/demo-setup.txt" "$out/setup.exe.transcript" "$out"/web.* \
-  "$out/demo-parallel.msi"
+rm -f "$out"/*.log "$out"/*.lines "$out/demo-setup.txt" "$out/setup.exe.transcript" "$out"/web.* "$out/demo-parallel.msi"
 
 # The web server on a free loopback port; it ends when its lifeline file
 # goes, and by itself after ten minutes.
@@ -132,8 +148,7 @@ show_effect
 if [ "${DEMO_PARALLEL:-}" = 1 ]; then
   # A second product from the same description, on a machine put back as it
   # was before the first run, so that every prerequisite is missing again.
-  wine "$bin/makedemo.exe" "$(win "$out/demo-parallel.msi")" "$(win "$bin/tvprereq.dll")" \
-    "$(win "$out/fakesetup.exe")" >/dev/null
+  build_demo "$out/demo-parallel.msi"
   wine reg delete 'HKCU\Software\TvDemo' /f >/dev/null 2>&1 || true
   rm -f "$out/demo-setup.txt" "$out/setup.exe.transcript"
   : > "$out/web.log"

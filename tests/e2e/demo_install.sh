@@ -15,6 +15,10 @@ if ! bash "$root/scripts/run-demo.sh" "$out" >"$out/run.txt" 2>&1; then
   cat "$out/run.txt"; fail "an msiexec run did not succeed"
 fi
 runs() { grep -c '/record:' "$out/demo-setup.txt" 2>/dev/null || echo 0; }
+# The package was written by tvpkg from tools/demo.toml and linted clean.
+grep -q '^=== tvpkg lint demo.msi: no finding$' "$out/run.txt" || fail "tvpkg lint found problems in the demo"
+grep -a -q -E '^Property\(S\): TV_LIBRARY_VERSION = [0-9]+\.[0-9]+\.[0-9]+' "$out/install.utf8.log" \
+  || fail "the package does not carry the library's version"
 
 # Every framed export names its action; nothing logs under another name.
 for name in TV_AppSearchEx TV_InstallPrereq TV_VerifyPrePrereq TV_DownloadPrereq TV_ExtractPrereq \

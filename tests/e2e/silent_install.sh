@@ -25,11 +25,12 @@ fi
 grep -q '^=== silent: msiexec exit code 0 ' "$out/ok.txt" || fail "msiexec did not end with 0"
 
 # The library's side: no install phase ran, the launcher was configured.
-grep -q -E '^TV_(InstallPrereq|DownloadPrereq|ExtractPrereq|CleanPrereq): ' "$ok/silent.lines" \
+# (CleanPrereq does run, after the launcher, and finds its files gone.)
+grep -q -E '^TV_(InstallPrereq|DownloadPrereq|ExtractPrereq): ' "$ok/silent.lines" \
   && fail "an install phase ran on the silent route"
 launcher="$(grep -a '^Property(S): TV_PREREQ_CHAINER = ' "$ok/silent.utf8.log" | tail -1 | sed 's/^.* = //')"
 [ "$launcher" = "$(win "$ok/prereqs/tvpackagechainer.exe")" ] || fail "TV_PREREQ_CHAINER is '$launcher'"
-grep -a -q -E '^Action ended [0-9:]+: TV_Demo_RunChainer\. Return value 1\.$' "$ok/silent.utf8.log" \
+grep -a -q -E '^Action ended [0-9:]+: TV_LaunchPrereqChainer\. Return value 1\.$' "$ok/silent.utf8.log" \
   || fail "the package did not start the launcher, or the action failed"
 
 # Where the files came from: the setup executable over the pipe, our server.
@@ -87,9 +88,9 @@ status=$?
 [ $status = 0 ] || fail "the second installation: msiexec exit code $status"
 if head -c2 "$out/again.log" | grep -q $'\xff\xfe'; then iconv -f UTF-16 -t UTF-8 "$out/again.log"; else cat "$out/again.log"; fi \
   | tr -d '\r' > "$out/again.txt"
-grep -q '^Action start [0-9:]*: TV_Demo_ConfigurePrereqLauncher\.$' "$out/again.txt" || fail "the second installation did not configure"
+grep -q '^Action start [0-9:]*: TV_ConfigurePrereqLauncher\.$' "$out/again.txt" || fail "the second installation did not configure"
 grep -q 'TV_PREREQ_CHAINER = ' "$out/again.txt" && fail "a launcher was configured for an empty chain"
-grep -q '^Action start [0-9:]*: TV_Demo_RunChainer\.$' "$out/again.txt" && fail "the launcher started for an empty chain"
+grep -q '^Action start [0-9:]*: TV_LaunchPrereqChainer\.$' "$out/again.txt" && fail "the launcher started for an empty chain"
 [ "$(grep -c '/record:' "$record" 2>/dev/null)" = 2 ] || fail "a prerequisite ran again"
 
 # A mandatory prerequisite that fails: the launcher's exit code fails the
@@ -100,7 +101,7 @@ bad="$out/bad"
 mkdir -p "$bad"
 DEMO_SILENT=1 DEMO_WEB_SETUP_EXIT=5 timeout 600 bash "$root/scripts/run-demo.sh" "$bad" >"$out/bad.txt" 2>&1
 grep -q -E '^=== silent: msiexec exit code (67|91) ' "$out/bad.txt" || { cat "$out/bad.txt"; fail "a failed chain did not fail the installation"; }
-grep -a -q -E '^Action ended [0-9:]+: TV_Demo_RunChainer\. Return value 1\.$' "$bad/silent.utf8.log" \
+grep -a -q -E '^Action ended [0-9:]+: TV_LaunchPrereqChainer\. Return value 1\.$' "$bad/silent.utf8.log" \
   && fail "the launcher's failure did not fail its action"
 grep -q 'App2 (Demo downloaded prerequisite): failed, mandatory' "$bad/prereqs/tvpackagechainer.log" 2>/dev/null \
   && grep -q 'Chain finished with exit code 5' "$bad/prereqs/tvpackagechainer.log" \
