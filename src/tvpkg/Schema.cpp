@@ -1,6 +1,7 @@
 #include "tvpkg/Schema.h"
 #include <map>
 #include <stdexcept>
+#include "frame/TableSchema.h"
 #include "tvpkg/PackageDb.h"
 
 namespace tvpkg {
@@ -24,48 +25,9 @@ const std::vector<std::wstring>& Exports() {
 std::wstring ActionOf(const std::wstring& exportName) { return L"TV_" + exportName; }
 
 const std::wstring& CreateSql(const std::wstring& table) {
-    static const std::map<std::wstring, std::wstring> sql = {
-        {L"Property",
-         L"CREATE TABLE `Property` (`Property` CHAR(72) NOT NULL, `Value` LONGCHAR NOT NULL LOCALIZABLE "
-         L"PRIMARY KEY `Property`)"},
-        {L"TV_PreRequisite",
-         L"CREATE TABLE `TV_PreRequisite` (`PrereqKey` CHAR(72) NOT NULL, `DisplayName` CHAR(255), "
-         L"`SetupFileUrl` CHAR(0), `Location` SHORT, `ExactSize` CHAR(32), `ComLine` CHAR(0), "
-         L"`BasicUiComLine` CHAR(0), `NoUiComLine` CHAR(0), `Options` CHAR(64), `Sequence` LONG, "
-         L"`MD5` CHAR(32), `TargetName` CHAR(255), `Languages` CHAR(255), `Feature_` CHAR(38), "
-         L"`MissingCondition` CHAR(0), `RetValPropName` CHAR(72), `RepairComLine` CHAR(0), "
-         L"`UninstallComLine` CHAR(0), `RunCustActBefore` CHAR(255), `RunCustActAfter` CHAR(255), "
-         L"`InstallCondition` CHAR(0), `UninstallCondition` CHAR(0), `RepairCondition` CHAR(0), "
-         L"`RollbackCondition` CHAR(0), `RollbackComLine` CHAR(0), `LogComLine` CHAR(0) "
-         L"PRIMARY KEY `PrereqKey`)"},
-        {L"TV_AppSearchEx",
-         L"CREATE TABLE `TV_AppSearchEx` (`Property` CHAR(72) NOT NULL, `Condition` CHAR(0), `Type` SHORT, "
-         L"`SearchString` CHAR(0), `VerMin` CHAR(32), `VerMax` CHAR(32), `Platform` CHAR(8), "
-         L"`RefContent` CHAR(0), `PrereqSearch` CHAR(8), `Order` SHORT PRIMARY KEY `Property`)"},
-        {L"Error",
-         L"CREATE TABLE `Error` (`Error` SHORT NOT NULL, `Message` LONGCHAR LOCALIZABLE PRIMARY KEY `Error`)"},
-        {L"UIText",
-         L"CREATE TABLE `UIText` (`Key` CHAR(72) NOT NULL, `Text` CHAR(255) LOCALIZABLE PRIMARY KEY `Key`)"},
-        {L"ActionText",
-         L"CREATE TABLE `ActionText` (`Action` CHAR(72) NOT NULL, `Description` LONGCHAR LOCALIZABLE, "
-         L"`Template` LONGCHAR LOCALIZABLE PRIMARY KEY `Action`)"},
-        {L"Binary",
-         L"CREATE TABLE `Binary` (`Name` CHAR(72) NOT NULL, `Data` OBJECT NOT NULL PRIMARY KEY `Name`)"},
-        {L"CustomAction",
-         L"CREATE TABLE `CustomAction` (`Action` CHAR(72) NOT NULL, `Type` SHORT NOT NULL, `Source` CHAR(72), "
-         L"`Target` CHAR(255) PRIMARY KEY `Action`)"},
-        {L"InstallExecuteSequence",
-         L"CREATE TABLE `InstallExecuteSequence` (`Action` CHAR(72) NOT NULL, `Condition` CHAR(255), "
-         L"`Sequence` SHORT PRIMARY KEY `Action`)"},
-        {L"_Validation",
-         L"CREATE TABLE `_Validation` (`Table` CHAR(32) NOT NULL, `Column` CHAR(32) NOT NULL, "
-         L"`Nullable` CHAR(4) NOT NULL, `MinValue` LONG, `MaxValue` LONG, `KeyTable` CHAR(255), "
-         L"`KeyColumn` SHORT, `Category` CHAR(32), `Set` CHAR(255), `Description` CHAR(255) "
-         L"PRIMARY KEY `Table`, `Column`)"},
-    };
-    auto it = sql.find(table);
-    if (it == sql.end()) throw std::logic_error("no schema for " + Utf8(table));
-    return it->second;
+    const std::wstring& sql = tv::CreateTableSql(table);
+    if (sql.empty()) throw std::logic_error("no schema for " + Utf8(table));
+    return sql;
 }
 
 const std::vector<ColumnSpec>& PrereqColumns() {

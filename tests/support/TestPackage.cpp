@@ -7,64 +7,13 @@
 #include <cstdio>
 #include <stdexcept>
 #include "frame/MsiHandle.h"
+#include "frame/TableSchema.h"
 #include "platform/KernelHandle.h"
 #include "prereq/Prerequisite.h"
 
 namespace tvtest {
 
 namespace {
-
-const std::map<std::wstring, std::wstring>& KnownSchemas() {
-    static const std::map<std::wstring, std::wstring> schemas = {
-        {L"Property",
-         L"CREATE TABLE `Property` (`Property` CHAR(72) NOT NULL, `Value` LONGCHAR NOT NULL LOCALIZABLE "
-         L"PRIMARY KEY `Property`)"},
-        {L"TV_PreRequisite",
-         L"CREATE TABLE `TV_PreRequisite` (`PrereqKey` CHAR(72) NOT NULL, `DisplayName` CHAR(255), "
-         L"`SetupFileUrl` CHAR(0), `Location` SHORT, `ExactSize` CHAR(32), `ComLine` CHAR(0), "
-         L"`BasicUiComLine` CHAR(0), `NoUiComLine` CHAR(0), `Options` CHAR(64), `Sequence` LONG, "
-         L"`MD5` CHAR(32), `TargetName` CHAR(255), `Languages` CHAR(255), `Feature_` CHAR(38), "
-         L"`MissingCondition` CHAR(0), `RetValPropName` CHAR(72), `RepairComLine` CHAR(0), "
-         L"`UninstallComLine` CHAR(0), `RunCustActBefore` CHAR(255), `RunCustActAfter` CHAR(255), "
-         L"`InstallCondition` CHAR(0), `UninstallCondition` CHAR(0), `RepairCondition` CHAR(0), "
-         L"`RollbackCondition` CHAR(0), `RollbackComLine` CHAR(0), `LogComLine` CHAR(0) "
-         L"PRIMARY KEY `PrereqKey`)"},
-        {L"TV_AppSearchEx",
-         L"CREATE TABLE `TV_AppSearchEx` (`Property` CHAR(72) NOT NULL, `Condition` CHAR(0), `Type` SHORT, "
-         L"`SearchString` CHAR(0), `VerMin` CHAR(32), `VerMax` CHAR(32), `Platform` CHAR(8), "
-         L"`RefContent` CHAR(0), `PrereqSearch` CHAR(8), `Order` SHORT PRIMARY KEY `Property`)"},
-        {L"Error",
-         L"CREATE TABLE `Error` (`Error` SHORT NOT NULL, `Message` LONGCHAR LOCALIZABLE PRIMARY KEY `Error`)"},
-        {L"UIText",
-         L"CREATE TABLE `UIText` (`Key` CHAR(72) NOT NULL, `Text` CHAR(255) LOCALIZABLE PRIMARY KEY `Key`)"},
-        {L"ActionText",
-         L"CREATE TABLE `ActionText` (`Action` CHAR(72) NOT NULL, `Description` LONGCHAR LOCALIZABLE, "
-         L"`Template` LONGCHAR LOCALIZABLE PRIMARY KEY `Action`)"},
-        {L"Binary",
-         L"CREATE TABLE `Binary` (`Name` CHAR(72) NOT NULL, `Data` OBJECT NOT NULL PRIMARY KEY `Name`)"},
-        {L"Feature",
-         L"CREATE TABLE `Feature` (`Feature` CHAR(38) NOT NULL, `Feature_Parent` CHAR(38), `Title` CHAR(64), "
-         L"`Description` CHAR(255), `Display` SHORT, `Level` SHORT NOT NULL, `Directory_` CHAR(72), "
-         L"`Attributes` SHORT NOT NULL PRIMARY KEY `Feature`)"},
-        {L"Component",
-         L"CREATE TABLE `Component` (`Component` CHAR(72) NOT NULL, `ComponentId` CHAR(38), "
-         L"`Directory_` CHAR(72) NOT NULL, `Attributes` SHORT NOT NULL, `Condition` CHAR(255), "
-         L"`KeyPath` CHAR(72) PRIMARY KEY `Component`)"},
-        {L"FeatureComponents",
-         L"CREATE TABLE `FeatureComponents` (`Feature_` CHAR(38) NOT NULL, `Component_` CHAR(72) NOT NULL "
-         L"PRIMARY KEY `Feature_`, `Component_`)"},
-        {L"Directory",
-         L"CREATE TABLE `Directory` (`Directory` CHAR(72) NOT NULL, `Directory_Parent` CHAR(72), "
-         L"`DefaultDir` CHAR(255) NOT NULL LOCALIZABLE PRIMARY KEY `Directory`)"},
-        {L"CustomAction",
-         L"CREATE TABLE `CustomAction` (`Action` CHAR(72) NOT NULL, `Type` SHORT NOT NULL, `Source` CHAR(72), "
-         L"`Target` CHAR(255) PRIMARY KEY `Action`)"},
-        {L"InstallExecuteSequence",
-         L"CREATE TABLE `InstallExecuteSequence` (`Action` CHAR(72) NOT NULL, `Condition` CHAR(255), "
-         L"`Sequence` SHORT PRIMARY KEY `Action`)"},
-    };
-    return schemas;
-}
 
 void Check(UINT rc, const char* what) {
     if (rc != ERROR_SUCCESS) throw std::runtime_error(std::string(what) + " failed: " + std::to_string(rc));
@@ -143,9 +92,9 @@ MSIHANDLE TestPackage::Database() { return mDatabase; }
 
 void TestPackage::EnsureTable(const std::wstring& name) {
     if (std::find(mTables.begin(), mTables.end(), name) != mTables.end()) return;
-    auto it = KnownSchemas().find(name);
-    if (it == KnownSchemas().end()) throw std::runtime_error("no schema for table " + Narrow(name));
-    TableSql(it->second);
+    const std::wstring& sql = tv::CreateTableSql(name);
+    if (sql.empty()) throw std::runtime_error("no schema for table " + Narrow(name));
+    TableSql(sql);
     mTables.push_back(name);
 }
 
