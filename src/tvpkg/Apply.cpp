@@ -81,19 +81,19 @@ bool HasPropertyValue(const PackageDb& db, const Description& description, const
     return false;
 }
 
-void WriteRows(const PackageDb& db, const std::wstring& table, const std::vector<ColumnSpec>& columns,
+void WriteRows(const PackageDb& db, const std::wstring& table, const std::vector<ColumnDefinition>& columns,
                const std::vector<DescribedRow>& rows) {
     db.EnsureTable(table, CreateSql(table));
     db.Execute(L"DELETE FROM `" + table + L"`");
     for (const DescribedRow& row : rows) {
         std::vector<CellValue> cells;
-        for (const ColumnSpec& column : columns) {
+        for (const ColumnDefinition& column : columns) {
             auto it = row.find(column.name);
             cells.push_back(it == row.end() ? CellValue{NullCell{}} : it->second);
         }
         db.Assign(table, cells);
     }
-    for (const ColumnSpec& column : columns) {
+    for (const ColumnDefinition& column : columns) {
         CellValue minValue = NullCell{}, maxValue = NullCell{};
         if (column.integer) {
             minValue = column.minValue;

@@ -53,15 +53,15 @@ std::wstring FolderOf(const std::wstring& path) {
 // A row of a TV_ table: keys are column names; integer columns take
 // integers (or a decimal text), text columns take strings (ExactSize and
 // the like also an integer, written as its decimal text).
-DescribedRow ReadRow(const toml::value& table, const std::vector<ColumnSpec>& columns, const std::string& where,
+DescribedRow ReadRow(const toml::value& table, const std::vector<ColumnDefinition>& columns, const std::string& where,
                      const wchar_t* keyColumn) {
     if (!table.is_table()) Fail(table, where + " must be a table", "here");
     DescribedRow row;
     for (const auto& [key, value] : table.as_table()) {
         const std::wstring name = FromUtf8(key);
-        auto spec = std::find_if(columns.begin(), columns.end(), [&](const ColumnSpec& c) { return name == c.name; });
-        if (spec == columns.end()) Fail(value, "unknown column \"" + key + "\" in " + where, "no such column");
-        if (spec->integer) {
+        auto column = std::find_if(columns.begin(), columns.end(), [&](const ColumnDefinition& c) { return name == c.name; });
+        if (column == columns.end()) Fail(value, "unknown column \"" + key + "\" in " + where, "no such column");
+        if (column->integer) {
             if (value.is_integer()) {
                 row[name] = static_cast<int>(value.as_integer());
             } else {

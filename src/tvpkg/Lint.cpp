@@ -148,12 +148,12 @@ private:
             Add(L"condition", table, row, column, L"the installer can't parse the condition " + Quoted(text));
     }
 
-    void CheckColumns(const std::wstring& table, const std::vector<ColumnSpec>& specs) {
+    void CheckColumns(const std::wstring& table, const std::vector<ColumnDefinition>& expected) {
         const std::vector<std::wstring> columns = mDb.Columns(table);
-        for (const ColumnSpec& spec : specs)
-            if (std::find(columns.begin(), columns.end(), spec.name) == columns.end())
-                Add(L"column-missing", table, L"", spec.name,
-                    L"the table has no column " + std::wstring(spec.name) + L"; the library's query of it fails as a whole");
+        for (const ColumnDefinition& column : expected)
+            if (std::find(columns.begin(), columns.end(), column.name) == columns.end())
+                Add(L"column-missing", table, L"", column.name,
+                    L"the table has no column " + std::wstring(column.name) + L"; the library's query of it fails as a whole");
     }
 
     void CheckOptions(const std::wstring& key, const std::wstring& options) {

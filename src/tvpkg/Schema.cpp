@@ -30,8 +30,8 @@ const std::wstring& CreateSql(const std::wstring& table) {
     return sql;
 }
 
-const std::vector<ColumnSpec>& PrereqColumns() {
-    static const std::vector<ColumnSpec> columns = {
+const std::vector<ColumnDefinition>& PrereqColumns() {
+    static const std::vector<ColumnDefinition> columns = {
         {L"PrereqKey", false, false, L"Identifier", 1, 0, nullptr, L"Key; also the property of a row's selection"},
         {L"DisplayName", false, true, L"Text", 1, 0, nullptr, L"Name shown to people"},
         {L"SetupFileUrl", false, true, L"Formatted", 1, 0, nullptr, L"Where a Location 1 file comes from"},
@@ -62,8 +62,8 @@ const std::vector<ColumnSpec>& PrereqColumns() {
     return columns;
 }
 
-const std::vector<ColumnSpec>& SearchColumns() {
-    static const std::vector<ColumnSpec> columns = {
+const std::vector<ColumnDefinition>& SearchColumns() {
+    static const std::vector<ColumnDefinition> columns = {
         {L"Property", false, false, L"Identifier", 1, 0, nullptr, L"Property that receives the result"},
         {L"Condition", false, true, L"Condition", 1, 0, nullptr, L"The row runs unless this is false"},
         {L"Type", true, true, nullptr, 0, 14, nullptr, L"Search kind"},

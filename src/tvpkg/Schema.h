@@ -25,7 +25,7 @@ std::wstring ActionOf(const std::wstring& exportName);
 const std::wstring& CreateSql(const std::wstring& table);
 
 // A column of a TV_ table: its name, its _Validation row.
-struct ColumnSpec {
+struct ColumnDefinition {
     const wchar_t* name;
     bool integer;
     bool nullable;
@@ -35,8 +35,8 @@ struct ColumnSpec {
     const wchar_t* keyTable;
     const wchar_t* description;
 };
-const std::vector<ColumnSpec>& PrereqColumns();  // the 26 of TV_PreRequisite, in order
-const std::vector<ColumnSpec>& SearchColumns();  // the 10 of TV_AppSearchEx, in order
+const std::vector<ColumnDefinition>& PrereqColumns();  // the 26 of TV_PreRequisite, in order
+const std::vector<ColumnDefinition>& SearchColumns();  // the 10 of TV_AppSearchEx, in order
 
 // Option letters the library knows.
 extern const wchar_t kOptionLetters[];
