@@ -8,6 +8,7 @@
 #include "download/UrlParts.h"
 #include "platform/Files.h"
 #include "platform/InternetHandle.h"
+#include "platform/Utf8.h"
 
 namespace tv {
 
@@ -151,10 +152,7 @@ DWORD FileTransfer::OpenHttp(HINTERNET session, const std::wstring& url, const w
     std::wstring headers = BuildHeaders(offset);
     std::string body;
     if (!formData.empty()) {
-        const int size = ::WideCharToMultiByte(CP_UTF8, 0, formData.c_str(), -1, nullptr, 0, nullptr, nullptr);
-        body.resize(size > 0 ? size : 1);
-        ::WideCharToMultiByte(CP_UTF8, 0, formData.c_str(), -1, body.data(), size, nullptr, nullptr);
-        body.resize(body.size() - 1);  // the terminator isn't sent
+        body = ToUtf8(formData);
     }
     if (credentials) credentials->BeginAttempts();
     std::wstring authUser = user, authPassword = password;

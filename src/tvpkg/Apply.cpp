@@ -31,7 +31,7 @@ CellValue TextOrNull(const std::wstring& text) {
 
 void RequireFile(const std::wstring& path, const char* what) {
     if (::GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES)
-        throw UnusableInput(std::string("cannot read the ") + what + " " + Utf8(path));
+        throw UnusableInput(std::string("cannot read the ") + what + " " + ToUtf8(path));
 }
 
 // Sequence numbers of the rows of InstallExecuteSequence that are not ours.
@@ -68,7 +68,7 @@ int NextAbove(const std::map<std::wstring, int>& rows, int after) {
 int Anchor(const std::map<std::wstring, int>& rows, const wchar_t* action) {
     auto it = rows.find(action);
     if (it == rows.end())
-        throw UnusableInput("the package's InstallExecuteSequence has no " + Utf8(action) +
+        throw UnusableInput("the package's InstallExecuteSequence has no " + ToUtf8(action) +
                             "; tvpkg places the library's actions relative to it");
     return it->second;
 }
@@ -123,7 +123,7 @@ void ApplyDescription(const std::wstring& packagePath, const Description& descri
     RequireFile(description.scriptPath, "cleanup script");
     const std::wstring libraryVersion = FileVersionText(description.libraryPath);
     if (libraryVersion.empty())
-        throw UnusableInput("the library " + Utf8(description.libraryPath) + " has no version resource");
+        throw UnusableInput("the library " + ToUtf8(description.libraryPath) + " has no version resource");
 
     PackageDb db(packagePath, true);
     for (const wchar_t* table : {L"Property", L"Binary", L"CustomAction", L"InstallExecuteSequence", L"Error",
@@ -242,7 +242,7 @@ void ApplyDescription(const std::wstring& packagePath, const Description& descri
         for (const auto& [action, sequence] : others) taken = taken || sequence == kFatalErrorSlot;
         if (taken)
             throw UnusableInput("InstallExecuteSequence already has an action at -3 (fatal error); set rollback = "
-                                "\"none\" in [package] and schedule " + Utf8(name) + " yourself");
+                                "\"none\" in [package] and schedule " + ToUtf8(name) + " yourself");
         db.Assign(L"InstallExecuteSequence", {ActionOf(name), TextOrNull(condition(name, L"")), kFatalErrorSlot});
     }
     db.Commit();

@@ -18,7 +18,7 @@ namespace {
 
 std::string ReadFileBytes(const std::wstring& path) {
     FILE* file = ::_wfopen(path.c_str(), L"rb");
-    if (!file) throw UnusableInput("cannot read the description " + Utf8(path));
+    if (!file) throw UnusableInput("cannot read the description " + ToUtf8(path));
     std::string bytes;
     char buffer[4096];
     size_t n;
@@ -76,7 +76,7 @@ DescribedRow ReadRow(const toml::value& table, const std::vector<ColumnDefinitio
     const auto key = row.find(keyColumn);
     if (key == row.end() || !std::holds_alternative<std::wstring>(key->second) ||
         std::get<std::wstring>(key->second).empty())
-        Fail(table, where + " needs " + Utf8(keyColumn), "this row");
+        Fail(table, where + " needs " + ToUtf8(keyColumn), "this row");
     return row;
 }
 
@@ -87,7 +87,7 @@ Description LoadDescription(const std::wstring& path, const std::wstring& toolFo
     std::istringstream stream(bytes);
     toml::value root;
     try {
-        root = toml::parse(stream, Utf8(path));
+        root = toml::parse(stream, ToUtf8(path));
     } catch (const std::exception& e) {
         throw UnusableInput(e.what());
     }

@@ -45,7 +45,7 @@ std::string OwnVersion() {
     wchar_t path[MAX_PATH * 2];
     const DWORD n = ::GetModuleFileNameW(nullptr, path, MAX_PATH * 2);
     const std::wstring version = n ? tvpkg::FileVersionText(std::wstring(path, n)) : L"";
-    return tvpkg::Utf8(version.empty() ? TV_VERSION_WTEXT : version);
+    return tvpkg::ToUtf8(version.empty() ? TV_VERSION_WTEXT : version);
 }
 
 void Usage(FILE* stream) {
@@ -59,7 +59,7 @@ void Usage(FILE* stream) {
 int Apply(const std::wstring& package, const std::wstring& descriptionPath) {
     const tvpkg::Description description = tvpkg::LoadDescription(descriptionPath, ToolFolder());
     tvpkg::ApplyDescription(package, description);
-    Print(stdout, "applied " + tvpkg::Utf8(descriptionPath) + " to " + tvpkg::Utf8(package) + "\n");
+    Print(stdout, "applied " + tvpkg::ToUtf8(descriptionPath) + " to " + tvpkg::ToUtf8(package) + "\n");
     return kClean;
 }
 
@@ -67,19 +67,19 @@ int Lint(const std::wstring& package, bool json) {
     const std::vector<tvpkg::Finding> findings = tvpkg::LintPackage(package);
     if (json) {
         nlohmann::json out;
-        out["package"] = tvpkg::Utf8(package);
+        out["package"] = tvpkg::ToUtf8(package);
         out["tool_version"] = OwnVersion();
         out["findings"] = nlohmann::json::array();
         for (const tvpkg::Finding& finding : findings)
-            out["findings"].push_back({{"check", tvpkg::Utf8(finding.check)},
-                                       {"table", tvpkg::Utf8(finding.table)},
-                                       {"row", tvpkg::Utf8(finding.row)},
-                                       {"column", tvpkg::Utf8(finding.column)},
-                                       {"message", tvpkg::Utf8(finding.message)}});
+            out["findings"].push_back({{"check", tvpkg::ToUtf8(finding.check)},
+                                       {"table", tvpkg::ToUtf8(finding.table)},
+                                       {"row", tvpkg::ToUtf8(finding.row)},
+                                       {"column", tvpkg::ToUtf8(finding.column)},
+                                       {"message", tvpkg::ToUtf8(finding.message)}});
         out["count"] = findings.size();
         Print(stdout, out.dump(2) + "\n");
     } else {
-        for (const tvpkg::Finding& finding : findings) Print(stdout, tvpkg::Utf8(tvpkg::FindingLine(finding)) + "\n");
+        for (const tvpkg::Finding& finding : findings) Print(stdout, tvpkg::ToUtf8(tvpkg::FindingLine(finding)) + "\n");
     }
     return findings.empty() ? kClean : kProblems;
 }

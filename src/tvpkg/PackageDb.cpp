@@ -2,23 +2,6 @@
 
 namespace tvpkg {
 
-std::string Utf8(const std::wstring& text) {
-    if (text.empty()) return {};
-    const int n = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0,
-                                        nullptr, nullptr);
-    std::string out(n, '\0');
-    ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), out.data(), n, nullptr, nullptr);
-    return out;
-}
-
-std::wstring FromUtf8(const std::string& text) {
-    if (text.empty()) return {};
-    const int n = ::MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
-    std::wstring out(n, L'\0');
-    ::MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), out.data(), n);
-    return out;
-}
-
 std::wstring SqlText(const std::wstring& text) {
     std::wstring out;
     for (wchar_t c : text) out += c == L'\'' ? std::wstring(L"''") : std::wstring(1, c);
@@ -29,18 +12,18 @@ namespace {
 
 void Check(UINT rc, const std::wstring& what) {
     if (rc != ERROR_SUCCESS)
-        throw std::runtime_error(Utf8(what) + " failed with error " + std::to_string(rc));
+        throw std::runtime_error(ToUtf8(what) + " failed with error " + std::to_string(rc));
 }
 
 }  // namespace
 
 PackageDb::PackageDb(const std::wstring& path, bool write) {
     if (::GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES)
-        throw UnusableInput("cannot open " + Utf8(path) + ": no such file");
+        throw UnusableInput("cannot open " + ToUtf8(path) + ": no such file");
     MSIHANDLE db = 0;
     const UINT rc = ::MsiOpenDatabaseW(path.c_str(), write ? MSIDBOPEN_TRANSACT : MSIDBOPEN_READONLY, &db);
     if (rc != ERROR_SUCCESS)
-        throw UnusableInput("cannot open " + Utf8(path) + " as an installer database (error " + std::to_string(rc) +
+        throw UnusableInput("cannot open " + ToUtf8(path) + " as an installer database (error " + std::to_string(rc) +
                             ")");
     mDb.Reset(db);
 }

@@ -11,6 +11,7 @@
 #include <vector>
 #include "frame/MsiHandle.h"
 #include "frame/MsiTableReader.h"
+#include "platform/Utf8.h"
 
 namespace tvpkg {
 
@@ -24,8 +25,9 @@ struct UnusableInput : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-std::string Utf8(const std::wstring& text);
-std::wstring FromUtf8(const std::string& text);
+// The description and the JSON output are UTF-8.
+using tv::FromUtf8;
+using tv::ToUtf8;
 
 class PackageDb {
 public:

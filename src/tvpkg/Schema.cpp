@@ -26,7 +26,7 @@ std::wstring ActionOf(const std::wstring& exportName) { return L"TV_" + exportNa
 
 const std::wstring& CreateSql(const std::wstring& table) {
     const std::wstring& sql = tv::CreateTableSql(table);
-    if (sql.empty()) throw std::logic_error("no schema for " + Utf8(table));
+    if (sql.empty()) throw std::logic_error("no schema for " + ToUtf8(table));
     return sql;
 }
 

@@ -21,6 +21,7 @@
 #include <windows.h>
 #include <cwchar>
 #include <string>
+#include "platform/Utf8.h"
 
 namespace {
 
@@ -32,16 +33,6 @@ bool TakeValue(const std::wstring& argument, const wchar_t* option, std::wstring
 }
 
 DWORD ToNumber(const std::wstring& text) { return static_cast<DWORD>(std::wcstoul(text.c_str(), nullptr, 10)); }
-
-std::string ToUtf8(const std::wstring& text) {
-    if (text.empty()) return {};
-    const int size = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0,
-                                           nullptr, nullptr);
-    std::string bytes(static_cast<size_t>(size), '\0');
-    ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(), size, nullptr,
-                          nullptr);
-    return bytes;
-}
 
 void Append(const std::wstring& file, const std::string& bytes) {
     HANDLE handle = ::CreateFileW(file.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
@@ -55,7 +46,7 @@ void Append(const std::wstring& file, const std::string& bytes) {
 void Record(const std::wstring& file) {
     wchar_t folder[MAX_PATH] = {};
     ::GetCurrentDirectoryW(MAX_PATH, folder);
-    Append(file, ToUtf8(::GetCommandLineW()) + "\n" + ToUtf8(folder) + "\n");
+    Append(file, tv::ToUtf8(::GetCommandLineW()) + "\n" + tv::ToUtf8(folder) + "\n");
 }
 
 void Stamp(const std::wstring& file) {

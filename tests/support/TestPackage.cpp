@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include "frame/MsiHandle.h"
 #include "frame/TableSchema.h"
+#include "platform/Utf8.h"
 #include "platform/KernelHandle.h"
 #include "prereq/Prerequisite.h"
 
@@ -21,19 +22,9 @@ void Check(UINT rc, const char* what) {
 
 }  // namespace
 
-std::string Narrow(const std::wstring& text) {
-    int n = ::WideCharToMultiByte(CP_UTF8, 0, text.c_str(), -1, nullptr, 0, nullptr, nullptr);
-    std::string out(n > 0 ? n - 1 : 0, '\0');
-    if (n > 1) ::WideCharToMultiByte(CP_UTF8, 0, text.c_str(), -1, out.data(), n, nullptr, nullptr);
-    return out;
-}
+std::string Narrow(const std::wstring& text) { return tv::ToUtf8(text); }
 
-std::wstring Widen(const std::string& text) {
-    int n = ::MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, nullptr, 0);
-    std::wstring out(n > 0 ? n - 1 : 0, L'\0');
-    if (n > 1) ::MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, out.data(), n);
-    return out;
-}
+std::wstring Widen(const std::string& text) { return tv::FromUtf8(text); }
 
 std::wstring NewGuid() {
     GUID guid;
