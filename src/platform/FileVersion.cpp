@@ -100,4 +100,9 @@ bool ReadModuleVersion(const std::wstring& path, DWORD& major, DWORD& minor) {
     return true;
 }
 
+std::wstring FileVersionToText(DWORD high, DWORD low) {
+    return std::to_wstring(HIWORD(high)) + L"." + std::to_wstring(LOWORD(high)) + L"." + std::to_wstring(HIWORD(low)) +
+           L"." + std::to_wstring(LOWORD(low));
+}
+
 }  // namespace tv

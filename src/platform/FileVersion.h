@@ -9,6 +9,8 @@ namespace tv {
 // number. A file below the Windows folder is read from a private copy on
 // Windows 10 and later, so the compatibility layer can't answer for it.
 DWORD ReadFileVersion(const std::wstring& path, DWORD* high, DWORD* low);
+// "a.b.c.d" of the two halves ReadFileVersion gives.
+std::wstring FileVersionToText(DWORD high, DWORD low);
 
 // The version a module reports through DllGetVersion, or else the major
 // part of its file version with minor 0. False when the module can't be

@@ -46,10 +46,7 @@ bool CheckFile(const std::wstring& folder, const std::wstring& name, std::wstrin
     DWORD high = 0, low = 0;
     // A file without version information, or a wildcard name, is version 0.
     if (ReadFileVersion(path, &high, &low) != 0) high = low = 0;
-    wchar_t text[64];
-    std::swprintf(text, 64, L"%d.%d.%d.%d", static_cast<int>(HIWORD(high)), static_cast<int>(LOWORD(high)),
-                  static_cast<int>(HIWORD(low)), static_cast<int>(LOWORD(low)));
-    outVersion = text;
+    outVersion = FileVersionToText(high, low);
     TV_LOG(L"File    compared        : " << path);
     TV_LOG(L"Version of file compared: " << outVersion);
     return true;

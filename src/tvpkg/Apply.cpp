@@ -113,8 +113,7 @@ void WriteRows(const PackageDb& db, const std::wstring& table, const std::vector
 std::wstring FileVersionText(const std::wstring& path) {
     DWORD high = 0, low = 0;
     if (tv::ReadFileVersion(path, &high, &low) != 0) return {};
-    return std::to_wstring(HIWORD(high)) + L"." + std::to_wstring(LOWORD(high)) + L"." + std::to_wstring(HIWORD(low)) +
-           L"." + std::to_wstring(LOWORD(low));
+    return tv::FileVersionToText(high, low);
 }
 
 void ApplyDescription(const std::wstring& packagePath, const Description& description) {

@@ -9,6 +9,7 @@
 #include <map>
 #include <set>
 #include "platform/TempFile.h"
+#include "prereq/PrereqOptions.h"
 #include "prereq/Prerequisite.h"
 #include "search/Version.h"
 #include "tvpkg/PackageDb.h"
@@ -23,44 +24,32 @@ namespace {
 class ConditionJudge {
 public:
     ConditionJudge() {
-        wchar_t folder[MAX_PATH], name[MAX_PATH];
+        wchar_t folder[MAX_PATH];
         ::GetTempPathW(MAX_PATH, folder);
-        ::GetTempFileNameW(folder, L"tvl", 0, name);
-        mPath = name;
-        MSIHANDLE db = 0;
-        if (::MsiOpenDatabaseW(mPath.c_str(), MSIDBOPEN_CREATE, &db) != ERROR_SUCCESS) return;
-        tv::MsiHandle owned(db);
+        mFile.Reset(tv::MakeTempFile(folder, L"tvl", L".msi"));
+        tv::MsiHandle db;
+        if (::MsiOpenDatabaseW(mFile.Path().c_str(), MSIDBOPEN_CREATE, db.Put()) != ERROR_SUCCESS) return;
         for (const wchar_t* sql :
              {L"CREATE TABLE `Property` (`Property` CHAR(72) NOT NULL, `Value` LONGCHAR NOT NULL PRIMARY KEY `Property`)",
               L"INSERT INTO `Property` (`Property`, `Value`) VALUES ('ProductCode', '{5C3E8D4A-1F0B-4C6E-9A57-3D2B1E0F4A6C}')",
               L"INSERT INTO `Property` (`Property`, `Value`) VALUES ('ProductLanguage', '1033')",
               L"INSERT INTO `Property` (`Property`, `Value`) VALUES ('ProductVersion', '1.0.0')"}) {
-            MSIHANDLE view = 0;
-            if (::MsiDatabaseOpenViewW(db, sql, &view) == ERROR_SUCCESS) {
-                ::MsiViewExecute(view, 0);
-                ::MsiCloseHandle(view);
-            }
+            tv::MsiHandle view;
+            if (::MsiDatabaseOpenViewW(db.Get(), sql, view.Put()) == ERROR_SUCCESS) ::MsiViewExecute(view.Get(), 0);
         }
-        MSIHANDLE info = 0;
-        if (::MsiGetSummaryInformationW(db, nullptr, 4, &info) == ERROR_SUCCESS) {
-            ::MsiSummaryInfoSetPropertyW(info, 7 /*PID_TEMPLATE*/, VT_LPSTR, 0, nullptr, L"Intel;1033");
-            ::MsiSummaryInfoSetPropertyW(info, 9 /*PID_REVNUMBER*/, VT_LPSTR, 0, nullptr,
+        tv::MsiHandle info;
+        if (::MsiGetSummaryInformationW(db.Get(), nullptr, 4, info.Put()) == ERROR_SUCCESS) {
+            ::MsiSummaryInfoSetPropertyW(info.Get(), 7 /*PID_TEMPLATE*/, VT_LPSTR, 0, nullptr, L"Intel;1033");
+            ::MsiSummaryInfoSetPropertyW(info.Get(), 9 /*PID_REVNUMBER*/, VT_LPSTR, 0, nullptr,
                                          L"{0E7D2B36-6C1A-4B8F-8F21-7A4C5D3E2B10}");
-            ::MsiSummaryInfoSetPropertyW(info, 14 /*PID_PAGECOUNT*/, VT_I4, 200, nullptr, nullptr);
-            ::MsiSummaryInfoSetPropertyW(info, 15 /*PID_WORDCOUNT*/, VT_I4, 2, nullptr, nullptr);
-            ::MsiSummaryInfoPersist(info);
-            ::MsiCloseHandle(info);
+            ::MsiSummaryInfoSetPropertyW(info.Get(), 14 /*PID_PAGECOUNT*/, VT_I4, 200, nullptr, nullptr);
+            ::MsiSummaryInfoSetPropertyW(info.Get(), 15 /*PID_WORDCOUNT*/, VT_I4, 2, nullptr, nullptr);
+            ::MsiSummaryInfoPersist(info.Get());
         }
-        ::MsiDatabaseCommit(db);
-        owned.Reset();
+        ::MsiDatabaseCommit(db.Get());
+        db.Reset();
         ::MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
-        MSIHANDLE session = 0;
-        if (::MsiOpenPackageExW(mPath.c_str(), MSIOPENPACKAGEFLAGS_IGNOREMACHINESTATE, &session) == ERROR_SUCCESS)
-            mSession.Reset(session);
-    }
-    ~ConditionJudge() {
-        mSession.Reset();
-        ::DeleteFileW(mPath.c_str());
+        ::MsiOpenPackageExW(mFile.Path().c_str(), MSIOPENPACKAGEFLAGS_IGNOREMACHINESTATE, mSession.Put());
     }
     ConditionJudge(const ConditionJudge&) = delete;
     ConditionJudge& operator=(const ConditionJudge&) = delete;
@@ -72,7 +61,7 @@ public:
     }
 
 private:
-    std::wstring mPath;
+    tv::TempFile mFile;       // removed after the session below is closed
     tv::MsiHandle mSession;
 };
 
@@ -88,7 +77,7 @@ bool IsHex32(const std::wstring& text) {
     return text.size() == 32 && std::all_of(text.begin(), text.end(), [](wchar_t c) { return std::iswxdigit(c); });
 }
 
-bool Has(const std::wstring& options, wchar_t letter) { return options.find(letter) != std::wstring::npos; }
+using tv::HasOptionLetter;
 
 std::wstring Quoted(const std::wstring& text) { return L"\"" + text + L"\""; }
 
@@ -166,17 +155,19 @@ private:
         auto contradiction = [&](const std::wstring& message) {
             Add(L"option-contradiction", L"TV_PreRequisite", key, L"Options", message);
         };
-        if (Has(options, L'c') && Has(options, L'd'))
+        if (HasOptionLetter(options, L'c') && HasOptionLetter(options, L'd'))
             contradiction(L"c (not on ARM64) and d (only on ARM64) together: the row applies nowhere");
-        if (Has(options, L'R') && !Has(options, L'r')) contradiction(L"R without r has no effect");
-        if (Has(options, L'w') && (Has(options, L'y') || Has(options, L'p') || Has(options, L'f')))
+        if (HasOptionLetter(options, L'R') && !HasOptionLetter(options, L'r'))
+            contradiction(L"R without r has no effect");
+        const int phases =
+            HasOptionLetter(options, L'y') + HasOptionLetter(options, L'p') + HasOptionLetter(options, L'f');
+        if (HasOptionLetter(options, L'w') && phases > 0)
             contradiction(L"w (excluded) together with a phase letter y, p or f");
-        int phases = Has(options, L'y') + Has(options, L'p') + Has(options, L'f');
         if (phases > 1) contradiction(L"more than one of the phase letters y, p, f: only the first of y, p, f counts");
         for (const wchar_t* group : {L"bqjn", L"BQJN"}) {
             std::wstring present;
             for (const wchar_t* c = group; *c; ++c)
-                if (Has(options, *c)) present += *c;
+                if (HasOptionLetter(options, *c)) present += *c;
             if (present.size() > 1)
                 contradiction(L"user-interface letters " + Quoted(present) + L" together: only " +
                               std::wstring(1, present[0]) + L" counts");
@@ -217,7 +208,7 @@ private:
             }
             sequences[tv::Cell(row, L"Sequence")].insert(key);
             const std::wstring& feature = tv::Cell(row, L"Feature_");
-            const bool bound = Has(options, L'f') || Has(options, L'p') || Has(options, L'w');
+            const bool bound = HasOptionLetter(options, L'f') || HasOptionLetter(options, L'p') || HasOptionLetter(options, L'w');
             if (!feature.empty() && !mFeatures.count(feature))
                 Add(L"feature", L"TV_PreRequisite", key, L"Feature_", L"Feature_ " + Quoted(feature) + L" names no feature");
             else if (feature.empty() && bound)
@@ -234,7 +225,7 @@ private:
                         Add(L"custom-action", L"TV_PreRequisite", key, column,
                             Quoted(action) + L" names no custom action");
             }
-            if (tv::Cell(row, L"MissingCondition").empty() && !Has(options, L'i'))
+            if (tv::Cell(row, L"MissingCondition").empty() && !HasOptionLetter(options, L'i'))
                 Add(L"missing-condition", L"TV_PreRequisite", key, L"MissingCondition",
                     L"no MissingCondition: verification never sees the row missing, while TV_PrereqsFulfilled "
                     L"always does");
