@@ -37,8 +37,8 @@ public:
             tv::MsiHandle view;
             if (::MsiDatabaseOpenViewW(db.Get(), sql, view.Put()) == ERROR_SUCCESS) ::MsiViewExecute(view.Get(), 0);
         }
-        tv::MsiHandle info;
-        if (::MsiGetSummaryInformationW(db.Get(), nullptr, 4, info.Put()) == ERROR_SUCCESS) {
+        // The summary is closed before the commit, or the commit leaves it out.
+        if (tv::MsiHandle info; ::MsiGetSummaryInformationW(db.Get(), nullptr, 4, info.Put()) == ERROR_SUCCESS) {
             ::MsiSummaryInfoSetPropertyW(info.Get(), 7 /*PID_TEMPLATE*/, VT_LPSTR, 0, nullptr, L"Intel;1033");
             ::MsiSummaryInfoSetPropertyW(info.Get(), 9 /*PID_REVNUMBER*/, VT_LPSTR, 0, nullptr,
                                          L"{0E7D2B36-6C1A-4B8F-8F21-7A4C5D3E2B10}");
